@@ -1,0 +1,48 @@
+# How the project is compiled:
+#   project_options   everything: language, warnings, definitions, instrumentation
+#   program_options   in addition, what runs on the router: small, without exceptions and RTTI
+#   add_program(<name> <product data target>)   an installer for one product
+
+add_library(project_options INTERFACE)
+target_compile_features(project_options INTERFACE cxx_std_17)
+target_include_directories(project_options INTERFACE "${CMAKE_SOURCE_DIR}")
+# The target is 32-bit: files over 2 GB and dates after 2038 need the wide types.
+target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_compile_options(project_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wcast-qual
+  $<$<BOOL:${INSTALLER_WERROR}>:-Werror>)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+if(INSTALLER_SANITIZE)
+  # vptr needs the RTTI that the program does without.
+  set(sanitizers -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all)
+  target_compile_options(project_options INTERFACE ${sanitizers} -fno-omit-frame-pointer)
+  target_link_options(project_options INTERFACE ${sanitizers})
+  # Compiled in, because the whole-program tests run with an environment of their own.
+  target_sources(project_options INTERFACE
+    "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${CMAKE_SOURCE_DIR}/cmake/sanitizer_options.cpp>")
+endif()
+
+add_library(program_options INTERFACE)
+target_compile_options(program_options INTERFACE
+  -fno-exceptions -fno-rtti -fvisibility=hidden -ffunction-sections -fdata-sections)
+
+# Only the program is optimized and counted: tests take most of the time to compile, many times as
+# long when optimized under the sanitizers.
+if(INSTALLER_SANITIZE)
+  target_compile_options(program_options INTERFACE -O1
+    # gcc sees things between its own checks that are not there.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+endif()
+
+if(INSTALLER_COVERAGE)
+  target_compile_options(program_options INTERFACE --coverage)
+  target_link_options(project_options INTERFACE --coverage)
+endif()
+
+function(add_program name product)
+  add_executable(${name} "${CMAKE_SOURCE_DIR}/main/main.cpp")
+  target_link_libraries(${name} PRIVATE installer_lib program_options ${product})
+  target_link_options(${name} PRIVATE -Wl,--gc-sections)
+endfunction()

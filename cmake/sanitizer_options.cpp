@@ -1,0 +1,21 @@
+// How the sanitizers behave in the executables of the sanitize build. They read these functions
+// before the environment, which may override them (ASAN_OPTIONS, UBSAN_OPTIONS).
+
+// A finding ends the process with SIGABRT: no exit status of the program can be mistaken for it.
+// Behind a changed root the runtime finds no debug information: what it prints are offsets, for
+// addr2line -e. The search for leaks needs /proc, which the program's root does not have; ctest
+// asks for it in the tests, which end in the real root.
+
+// The runtime is a shared library: what is hidden it does not see.
+#define FOR_THE_RUNTIME extern "C" __attribute__((visibility("default")))
+
+FOR_THE_RUNTIME const char* __asan_default_options();
+FOR_THE_RUNTIME const char* __asan_default_options() {
+  return "abort_on_error=1:detect_leaks=0:detect_stack_use_after_return=1:strict_string_checks=1:"
+         "check_initialization_order=1:allocator_may_return_null=0";
+}
+
+FOR_THE_RUNTIME const char* __ubsan_default_options();
+FOR_THE_RUNTIME const char* __ubsan_default_options() {
+  return "abort_on_error=1:print_stacktrace=1";
+}
