@@ -1,0 +1,49 @@
+#include "repo/repo.h"
+#include "stream/ifilestream.h"
+#include "stream/outputfile.h"
+
+#include <unistd.h>
+
+namespace {
+
+constexpr char kRunLog[] = "/flash/postlog";
+
+enum : std::size_t { kReservedSize = 4096, kWriteSize = 4096 };
+
+// Lines cost one write per page rather than one each.
+void writeLines(OutputFile& file, const std::vector<std::string>& lines) {
+  std::string pending;
+  for (const std::string& line : lines) {
+    pending += line;
+    pending += '\n';
+    if (pending.size() < kWriteSize) continue;
+    file.write(pending);
+    pending.clear();
+  }
+  file.write(pending);
+}
+
+}  // namespace
+
+void Repo::writeLog() {
+  if (!postlogLoaded && logLines.empty()) return;
+  OutputFile file(kRunLog, postlogLoaded ? OutputFile::kTruncate : OutputFile::kAppend);
+  if (!file.good()) return;
+  sync();
+  writeLines(file, logLines);
+  // A log that cannot be saved must not fail the run that it tells of.
+  file.close();
+}
+
+void Repo::takeOverLog() {
+  {
+    ifilestream file(kRunLog);
+    std::string line;
+    // A last line without its end is dropped: so is the room that an interrupted run had reserved.
+    while (std::getline(file, line) && !file.eof()) logLines.push_back(line);
+  }
+  OutputFile file(kRunLog);
+  file.write(std::string(kReservedSize, '\0'));
+  file.close();
+  postlogLoaded = true;
+}

@@ -1,0 +1,169 @@
+// The package database of a run and everything that is done with it as a whole. One object, reached
+// through getRepo(); its operations live in the files of three subsystems:
+//   repo/repo.cpp           loading, lookups
+//   repo/console.cpp        status, progress, reports
+//   repo/log.cpp            the run log
+//   repo/listing.cpp        the listing
+//   repo/ownership.cpp      file owners
+//   repo/verifyfile.cpp     verification of a file
+//   plan/candidates.cpp     candidate check and selection
+//   plan/requests.cpp       enable, disable, uninstall requests
+//   plan/schedule.cpp       scheduled actions, clean-up
+//   plan/installstream.cpp  installation from a stream
+//   plan/installrun.cpp     the batch run
+#pragma once
+
+#include "model/packageinfo.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <istream>
+#include <map>
+#include <set>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+class Package;
+class PackageFile;
+class ipackstream;
+
+// What a caller allows an installation to do, and what it wants to hear.
+enum InstallFlags : unsigned {
+  kAllowUpgrade = 1,  // set by every caller
+  kAllowDowngrade = 2,
+  kReinstall = 4,        // a candidate equal to the installed package is not an error
+  kQuietUnusable = 8,    // do not report candidates that cannot be used here
+  kQuietConflicts = 16,  // do not report conflicts
+  kAllInstallFlags = 31,
+};
+
+// What the candidate check found; 0 is a fresh install. The first three have the values of the
+// flags that allow them.
+enum CheckResult : unsigned {
+  kIsUpgrade = kAllowUpgrade,
+  kIsDowngrade = kAllowDowngrade,
+  kIsSame = kReinstall,
+  kUnusable = 8,
+  kConflict = 16,
+};
+
+class Repo {
+ public:
+  // The single object; made by the first call, never destroyed.
+  static Repo* getRepo();
+
+  // Loads the database. Once per run, before any other operation.
+  void init(bool quietConsole);
+
+  const std::vector<Package*>& installed() const { return packages; }
+
+  // Lookups (repo/repo.cpp); all scan from the first package to the last.
+
+  // -1 when there is none.
+  int findPackageIndex(const std::string& name) const;
+  // nullptr when there is none.
+  Package* findPackage(const std::string& name) const;
+  // Appends; the repository owns the package.
+  void addPackage(Package* package);
+  // Takes this very object off the list; the caller owns it. False when it is not in the list.
+  bool takePackage(const Package* package);
+  bool holds(const Package* package) const;
+  // The first enabled package of that name or providing it, else the last disabled one, else
+  // nullptr.
+  Package* findProvider(const std::string& name) const;
+  // The first enabled package that has a conflict with other; nullptr when none has.
+  Package* findConflicting(const PackageInfo& other) const;
+  // Appends the packages that satisfy dep by name or provides list.
+  void collectSatisfying(const PackageDep& dep, std::vector<Package*>& list,
+                         bool includeDisabled) const;
+
+  // Console (repo/console.cpp). The status line is the last line of the console, drawn over in
+  // place.
+
+  void setStatus(const std::string& text);
+  // Label and bar for how far the stream has been read.
+  void showProgress(const ipackstream& in, const std::string& label);
+  // One console line and one line of the run log each, unless quiet. The formatted text is cut at
+  // 255 characters. log() and error() clear the status line; a warning leaves it standing below
+  // itself.
+  void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void warn(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void error(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  // Enables each package, with a status and a log line when verbose.
+  void enableAndReport(const std::vector<Package*>& list, bool verbose);
+
+  // Run log (repo/log.cpp).
+
+  // Saves the messages of this run, when there is anything to save.
+  void writeLog();
+  // Takes the old log's lines over behind the messages so far, and reserves room for the new one on
+  // flash.
+  void takeOverLog();
+
+  // Listing (repo/listing.cpp), to standard output.
+
+  void showPackages() const;
+  void dump() const;
+
+  // File owners (repo/ownership.cpp). Paths are logical and compared as they stand.
+
+  // The name of the first package that lists the path; empty when none does.
+  std::string getFileOwner(const std::string& path) const;
+  bool isFileUsed(const std::string& path) const;
+
+  // Whether every package of the file is genuine; says so, with name for the file
+  // (repo/verifyfile.cpp).
+  [[nodiscard]] bool verifyFile(const std::string& path, const std::string& name);
+
+  // Planning. Lists hold packages of this repository, or candidates of the caller, and own nothing.
+
+  // What stands against installing candidate beside what is installed (CheckResult bits); reports
+  // at most one message. Changes nothing. (plan/candidates.cpp)
+  unsigned checkCandidate(const PackageInfo& candidate, unsigned flags);
+  // Leaves the best candidate of each name, in an order in which a package stands behind what it
+  // requires. (plan/candidates.cpp)
+  void selectCandidates(std::vector<PackageInfo*>& candidates, bool reverse, bool verbose);
+  // Settles the scheduled actions against each other: what goes (dependents first) and what is
+  // enabled (dependencies first). (plan/requests.cpp)
+  void planRequests(std::vector<Package*>& removals, std::vector<Package*>& enables, int verbose);
+  void executeRemovals(const std::vector<Package*>& removals, int verbose);
+  void executeEnables(const std::vector<Package*>& enables, int verbose);
+  // Plans and carries out; 1 when there was anything to do. Packages may be destroyed: check a
+  // pointer kept over the call with holds(). (plan/schedule.cpp)
+  unsigned scheduleAndExec(int verbose);
+  // Uninstalls what was not made for the current system. (plan/schedule.cpp)
+  unsigned uninstallBadPackages();
+
+  // Installs what a stream holds; 0 on success. choices: the disabled state that the user chose, by
+  // package name. image receives a copy of the raw stream unless null; imageDir receives the meta
+  // directory of a package that carries the image marker unless null. (plan/installstream.cpp)
+  int installFrom(std::istream& in, unsigned flags, std::map<std::string, bool>& choices,
+                  std::streambuf* image, std::string* imageDir);
+  // Installs what was dropped on flash; true when anything was there or changed. Does not return
+  // when no package is left installed. (plan/installrun.cpp)
+  bool installAllPackages(unsigned flags);
+
+ private:
+  friend class RepoAccess;  // tests: a fresh object and a look at its members
+
+  Repo() = default;
+
+  void report(const char* prefix, const char* format, va_list arguments)
+      __attribute__((format(printf, 3, 0)));
+  // plan/requests.cpp
+  void disablePackage(Package* package, bool verbose);
+  void removePackage(Package* package, bool verbose);
+
+  std::vector<Package*> packages;  // in database order; owned, never freed at the end of the run
+  std::set<std::string>
+      usedFiles;       // paths of files in use; stays empty until something gathers them
+  std::string status;  // what the status line shows
+  std::vector<std::string> logLines;  // messages of this run and lines taken over
+  bool quiet = false;
+  bool postlogLoaded = false;  // the old log was taken over: writeLog() writes the file anew
+};
+
+// Deletes every file below the directory (a logical path) that no package lists; directories stay.
+// (repo/ownership.cpp)
+void gcFilesIn(char* directory);
