@@ -1,0 +1,91 @@
+#include "package/files.h"
+#include "package/package.h"
+#include "repo/repo.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Of the names that keep files in use alive; never starts again during a run.
+unsigned keptFiles = 0;
+
+std::string freeKeepName() {
+  char name[32];
+  struct stat info;
+  do {
+    std::snprintf(name, sizeof name, "/tmp/inst%u", ++keptFiles);
+  } while (lstat(name, &info) == 0);
+  return name;
+}
+
+bool unlinkIfLink(const std::string& path) {
+  struct stat info;
+  if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return false;
+  unlink(path.c_str());
+  return true;
+}
+
+// A running program goes on reading its file under the second name; the RAM file system drops it at
+// the next start.
+void keepFile(const std::string& path) {
+  if (link(path.c_str(), freeKeepName().c_str()) != 0) {
+    Repo::getRepo()->warn("link failed: %s", std::strerror(errno));
+  }
+}
+
+}  // namespace
+
+void Package::enable() {
+  writeDisabled(false);
+  writeEnabled(userForced);
+  disabled = false;
+  scheduledAction = kActionNone;
+}
+
+void Package::disable() {
+  writeEnabled(false);
+  writeDisabled(true);
+  disabled = true;
+  scheduledAction = kActionNone;
+}
+
+void Package::uninstall() {
+  removeFiles();
+  removeMetaDir();
+  scheduledAction = kActionNone;
+}
+
+void Package::removeFiles() {
+  PathGuard guard(kFlashRoot);
+  Repo* const repo = Repo::getRepo();
+  for (const std::string& logical : files) {
+    const std::string real = kFlashRoot + ("/" + logical);
+    // The list may have been written by somebody else: what lies outside the flash is not the
+    // package's.
+    if (!guard.stays(real)) continue;
+    if (repo->isFileUsed(real)) keepFile(real);
+    unlink(real.c_str());
+  }
+  files.clear();
+}
+
+void Package::removeMetaDir() const {
+  // Placeholders have no record: the directory would be the database itself.
+  if (name.empty()) return;
+  const std::string meta = getMetaDir(false);
+  // A link in the database's place for a record leads to what is not the package's.
+  if (unlinkIfLink(meta.substr(0, meta.size() - 1))) return;
+  DIR* const directory = opendir(meta.c_str());
+  if (!directory) return;
+  while (const dirent* entry = readdir(directory)) {
+    if (entry->d_name[0] != '.') unlink((meta + entry->d_name).c_str());
+  }
+  closedir(directory);
+  rmdir(meta.c_str());
+}
