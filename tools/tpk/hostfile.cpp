@@ -1,0 +1,110 @@
+#include "tools/tpk/hostfile.h"
+
+#include "tools/tpk/failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class Descriptor {
+ public:
+  Descriptor(const std::string& path, int flags, mode_t mode)
+      : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {}
+  ~Descriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  explicit operator bool() const { return descriptor_ >= 0; }
+  int get() const { return descriptor_; }
+  bool close() {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return ::close(descriptor) == 0;
+  }
+
+ private:
+  int descriptor_;
+};
+
+bool writeWhole(int descriptor, const std::string& contents) {
+  std::size_t done = 0;
+  while (done < contents.size()) {
+    const ssize_t written = ::write(descriptor, contents.data() + done, contents.size() - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    done += static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+void failWithErrno(const std::string& path, const std::string& what) {
+  const int reason = errno;
+  throw EnvironmentFailure(path + ": " + what + (reason ? ": " : "") +
+                           (reason ? std::strerror(reason) : ""));
+}
+
+std::string readHostFile(const std::string& path) {
+  const Descriptor file(path, O_RDONLY, 0);
+  if (!file) failWithErrno(path, "cannot be opened");
+  std::string contents;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t got = ::read(file.get(), buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) failWithErrno(path, "cannot be read");
+    if (got == 0) return contents;
+    contents.append(buffer, static_cast<std::size_t>(got));
+  }
+}
+
+bool hostFileExists(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+bool isHostDirectory(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void createHostFile(const std::string& path, const std::string& contents, unsigned mode) {
+  Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL, static_cast<mode_t>(mode));
+  if (!file) failWithErrno(path, "cannot be created");
+  if (!writeWhole(file.get(), contents) || !file.close()) {
+    const int reason = errno;
+    removeHostFile(path);
+    errno = reason;
+    failWithErrno(path, "cannot be written");
+  }
+}
+
+bool makeHostDirectory(const std::string& path) {
+  if (::mkdir(path.c_str(), 0777) == 0) return true;
+  if (errno != EEXIST) failWithErrno(path, "cannot be created");
+  return false;
+}
+
+void removeHostFile(const std::string& path) { ::unlink(path.c_str()); }
+
+void removeHostDirectory(const std::string& path) { ::rmdir(path.c_str()); }
+
+PendingFile::PendingFile(const std::string& path)
+    : path_(path), workPath_(path + ".part" + std::to_string(::getpid())) {}
+
+PendingFile::~PendingFile() {
+  if (!committed_) removeHostFile(workPath_);
+}
+
+void PendingFile::commit() {
+  if (::rename(workPath_.c_str(), path_.c_str()) != 0) failWithErrno(path_, "cannot be created");
+  committed_ = true;
+}
