@@ -1,0 +1,100 @@
+#include "tests/support/privilege.h"
+
+#include "tests/support/tree.h"
+
+#include <string>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+bool writeProcFile(const char* path, const std::string& text) {
+  const int file = open(path, O_WRONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const bool written = write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  close(file);
+  return written;
+}
+
+bool enterUserNamespace() {
+  const std::string user = std::to_string(geteuid());
+  const std::string group = std::to_string(getegid());
+  if (unshare(CLONE_NEWUSER) != 0) return false;
+  // Without it the kernel does not take a map of groups from an ordinary user.
+  writeProcFile("/proc/self/setgroups", "deny");
+  return writeProcFile("/proc/self/uid_map", "0 " + user + " 1") &&
+         writeProcFile("/proc/self/gid_map", "0 " + group + " 1");
+}
+
+// Whether a child process succeeds with something that would change this one.
+template <typename Attempt>
+bool childCan(Attempt attempt) {
+  const pid_t child = fork();
+  if (child == 0) _exit(attempt() ? 0 : 1);
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+bool tryChroot() { return chroot("/") == 0; }
+
+bool leaveMounts() {
+  return unshare(CLONE_NEWNS) == 0 &&
+         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+}  // namespace
+
+bool becomeRoot() {
+  static const bool isRoot = geteuid() == 0 || enterUserNamespace();
+  return isRoot;
+}
+
+bool canChroot() {
+  static const bool can = becomeRoot() && childCan(tryChroot);
+  return can;
+}
+
+bool canChown() {
+  static const bool can = [] {
+    if (!becomeRoot()) return false;
+    const TempFolder folder;
+    const std::string file = folder.path() + "/file";
+    writeFile(file, "");
+    return chown(file.c_str(), 12, 34) == 0;
+  }();
+  return can;
+}
+
+bool canMknod() {
+  static const bool can = [] {
+    if (!becomeRoot()) return false;
+    const TempFolder folder;
+    return mknod((folder.path() + "/null").c_str(), S_IFCHR | 0600, makedev(1, 3)) == 0;
+  }();
+  return can;
+}
+
+bool canMount() {
+  static const bool can = becomeRoot() && childCan(leaveMounts);
+  return can;
+}
+
+bool canTrace() {
+  static const bool can =
+      becomeRoot() && childCan([] {
+        execl(kStrace, "strace", "-o", "/dev/null", "/bin/true", static_cast<char*>(nullptr));
+        return false;
+      });
+  return can;
+}
+
+bool separateMounts() {
+  static const bool taken = canMount() && leaveMounts();
+  return taken;
+}
