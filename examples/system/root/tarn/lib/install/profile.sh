@@ -1,0 +1,3 @@
+# Every package script begins by reading this.
+PATH=/bin
+export PATH
