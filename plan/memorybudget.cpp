@@ -1,7 +1,7 @@
 #include "plan/memorybudget.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <istream>
 
@@ -18,8 +18,10 @@ bool readValue(std::istream& in, const char* label, unsigned& value) {
   char line[kLineSize];
   in.getline(line, sizeof line);
   const std::size_t length = std::strlen(label);
-  return in.gcount() > 0 && std::strncmp(line, label, length) == 0 &&
-         std::sscanf(line + length, " %u", &value) == 1;
+  if (in.gcount() <= 0 || std::strncmp(line, label, length) != 0) return false;
+  char* end = nullptr;
+  value = static_cast<unsigned>(std::strtoul(line + length, &end, 10));
+  return end != line + length;
 }
 
 }  // namespace
