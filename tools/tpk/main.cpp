@@ -1,122 +1,11 @@
-// tpk: makes product data and packages. Exit status: 0 good, 1 a package, its description or
-// product data are bad, 2 usage, 3 the machine.
-#include "model/packagefile.h"
-#include "tools/tpk/build.h"
+// tpk: makes, signs and inspects packages. Exit status: tools/tpk/command.h.
+#include "tools/tpk/command.h"
+#include "tools/tpk/commandline.h"
 #include "tools/tpk/failure.h"
-#include "tools/tpk/manifest.h"
-#include "tools/tpk/newproduct.h"
-#include "tools/tpk/productfolder.h"
-#include "tools/tpk/signer.h"
-#include "tools/tpk/verify.h"
 
 #include <cstdio>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <CLI/CLI.hpp>
 
 namespace {
-
-enum ExitStatus { kGood = 0, kBad = 1, kUsage = 2, kEnvironment = 3 };
-
-struct Arguments {
-  std::string folder;  // of product data
-  std::string manifest;
-  std::string output;
-  std::vector<std::string> files;
-};
-
-ExitStatus newProduct(const Arguments& arguments) {
-  SigningKey key;
-  const auto data = makeProductData(key);
-  writeProductFolder(arguments.folder, *data, key);
-  return kGood;
-}
-
-ExitStatus build(const Arguments& arguments) {
-  const Manifest manifest = readManifest(arguments.manifest, defaultBuildTime());
-  const std::string output =
-      arguments.output.empty() ? packageFileName(manifest) : arguments.output;
-  if (arguments.folder.empty()) {
-    buildPackage(manifest, nullptr, output);
-  } else {
-    const auto data = readProductData(arguments.folder);
-    SigningKey key;
-    readSigningKey(arguments.folder, key);
-    const Signer signer(*data, key);
-    buildPackage(manifest, &signer, output);
-  }
-  std::printf("%s: %s\n", output.c_str(), arguments.folder.empty() ? "unsigned" : "signed");
-  return kGood;
-}
-
-const char* verdictText(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kGood:
-      return "good";
-    case Verdict::kUnreadable:
-      return "broken: its headers or its length are wrong";
-    default:
-      return "broken: neither signed with the product's key nor in its list of known packages";
-  }
-}
-
-ExitStatus verify(const Arguments& arguments) {
-  std::unique_ptr<ProductData> data;
-  if (!arguments.folder.empty()) {
-    data = readProductData(arguments.folder);
-    useProductData(data.get());
-  }
-  ExitStatus status = kGood;
-  for (const std::string& file : arguments.files) {
-    const Verdict verdict = verifyFile(file);
-    std::printf("%s: %s\n", file.c_str(), verdictText(verdict));
-    if (verdict != Verdict::kGood) status = kBad;
-  }
-  useProductData(&kBuiltInProductData);
-  return status;
-}
-
-using Command = ExitStatus (*)(const Arguments&);
-
-// The command line's words; command becomes the one that was given.
-void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
-  const auto chosen = [&command](CLI::App* subcommand, Command what) {
-    subcommand->callback([&command, what] { command = what; });
-  };
-  app.require_subcommand(1);
-
-  CLI::App* const product = app.add_subcommand("product", "product data folders");
-  product->require_subcommand(1);
-  CLI::App* const create = product->add_subcommand("new", "make a folder with a fresh key");
-  create->add_option("DIR", arguments.folder, "the folder to make")->required();
-  chosen(create, newProduct);
-
-  CLI::App* const builder = app.add_subcommand("build", "build a package or a bundle");
-  builder->add_option("MANIFEST", arguments.manifest, "package.toml or its folder")->required();
-  builder->add_option("-o,--output", arguments.output, "the file to write (NAME-VERSION.tpk)");
-  builder->add_option("--key", arguments.folder, "product data folder to sign with");
-  chosen(builder, build);
-
-  CLI::App* const verifier = app.add_subcommand("verify", "say whether packages are genuine");
-  verifier->add_option("--product", arguments.folder, "product data folder (the one built in)");
-  verifier->add_option("FILE", arguments.files, "package files")->required();
-  chosen(verifier, verify);
-}
-
-int run(int argc, char** argv) {
-  CLI::App app("makes, signs and verifies packages", "tpk");
-  Arguments arguments;
-  Command command = nullptr;
-  addCommands(app, arguments, command);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kGood : kUsage;
-  }
-  return command(arguments);
-}
 
 int report(const std::exception& failure, ExitStatus status) {
   std::fprintf(stderr, "tpk: %s\n", failure.what());
@@ -127,7 +16,7 @@ int report(const std::exception& failure, ExitStatus status) {
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    return runCommandLine(argc, argv);
   } catch (const EnvironmentFailure& failure) {
     return report(failure, kEnvironment);
   } catch (const Failure& failure) {

@@ -1,0 +1,6 @@
+// The words of tpk's command line.
+#pragma once
+
+// Parses the words and runs the command that they name. The result is the exit status, an
+// ExitStatus (command.h); what a command throws comes through.
+int runCommandLine(int argc, char** argv);
