@@ -82,6 +82,16 @@ TEST(Field25519, EncodesResultsAroundThePrimeFullyReduced) {
   }
 }
 
+// A tight element is less than half of p in size: only a sum of several gets here.
+TEST(Field25519, ReducesSumsThatReachThePrime) {
+  const Field25519 third = field(unhex("a4" + std::string(60, 'a') + "2a"));  // (p - 1) / 3
+  const Field25519 sum = third + third + third;
+  EXPECT_EQ(hex(bytesOf(sum)), nearPrime(-1));
+  for (int above = 1; above <= 19; ++above)
+    EXPECT_EQ(hex(bytesOf(sum + Field25519::fromSmall(above))),
+              small(static_cast<unsigned>(above - 1)));
+}
+
 TEST(Field25519, TakesSmallNumbersOfEitherSign) {
   EXPECT_EQ(hex(bytesOf(Field25519::fromSmall(486662))), small(486662));
   EXPECT_EQ(hex(bytesOf(Field25519::fromSmall(-1))), nearPrime(-1));

@@ -19,8 +19,11 @@
 
 namespace {
 
-// Where counters of executed lines go, seen from inside.
+// Where counters of executed lines go, in the router's root.
 constexpr char kCounters[] = "/.gcov";
+// The same for the program: it starts in the router's root, and changes to "/" when that has become
+// the root. A run that ends before must not write into the machine's own root.
+constexpr char kCountersPrefix[] = "GCOV_PREFIX=.gcov";
 // Copies of the program and its libraries, to run it without the host's files.
 constexpr char kHostFiles[] = "/.host";
 constexpr char kShell[] = "/bin/bash-static";
@@ -238,11 +241,11 @@ Command Router::command(const Arguments& words, const std::string& input) const 
   const std::string counters = setting("INSTALLER_GCOV_DIR");
   if (!counters.empty()) {
     makeFolders(path(kCounters));
-    result.environment.push_back(std::string("GCOV_PREFIX=") + kCounters);
+    result.environment.push_back(kCountersPrefix);
   }
   result.prepare = [this, counters] {
     ::umask(mask_);
-    return mountAll(counters);
+    return mountAll(counters) && (counters.empty() || chdir(root().c_str()) == 0);
   };
   return result;
 }
