@@ -54,6 +54,7 @@ std::size_t icstreambuf::inflateSome() {
   state_.avail_out = kBufferSize;
   const int result = inflate(&state_, Z_PARTIAL_FLUSH);
   ended_ = result != Z_OK;
+  complete_ = result == Z_STREAM_END;
   // What a failing call produced is not to be trusted.
   const bool good = result == Z_OK || result == Z_STREAM_END;
   return good ? kBufferSize - state_.avail_out : 0;

@@ -16,6 +16,8 @@ class icstreambuf : public std::streambuf {
   icstreambuf(const icstreambuf&) = delete;
   icstreambuf& operator=(const icstreambuf&) = delete;
 
+  bool isComplete() const { return complete_; }
+
  protected:
   int_type underflow() override;
   // Forward only; the bytes in between are read and dropped.
@@ -32,6 +34,7 @@ class icstreambuf : public std::streambuf {
   std::streambuf* source_;
   z_stream state_ = {};
   bool ended_ = false;  // at the end of the compressed stream or at damage: no byte comes any more
+  bool complete_ = false;
   off_type produced_ = 0;  // bytes inflated so far, those still in the buffer included
   char in_[kBufferSize];
   char out_[1 + kBufferSize];  // the first keeps the last character delivered, for a put-back
@@ -43,6 +46,9 @@ class icstream : public virtual std::istream {
   ~icstream() override;
   icstream(const icstream&) = delete;
   icstream& operator=(const icstream&) = delete;
+
+  // Whether the end was that of the compressed stream, its check value right, and no damage.
+  bool isComplete() const { return buffer_->isComplete(); }
 
  private:
   icstreambuf* buffer_;

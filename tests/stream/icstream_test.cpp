@@ -370,4 +370,20 @@ TEST(Icstream, SeekingBehindTheDataFails) {
             refused);
 }
 
+TEST(Icstream, IsCompleteOnlyAtTheEndOfWholeData) {
+  const std::string whole = deflated("data");
+  const auto completeAfterAll = [](const std::string& compressed) {
+    std::istringstream source(compressed);
+    icstream in(source, kZlib);
+    EXPECT_FALSE(in.isComplete());
+    readAll(in);
+    return in.isComplete();
+  };
+  EXPECT_TRUE(completeAfterAll(whole));
+  EXPECT_TRUE(completeAfterAll(whole + "behind"));
+  EXPECT_FALSE(completeAfterAll(""));
+  EXPECT_FALSE(completeAfterAll(whole.substr(0, whole.size() - 1)));
+  EXPECT_FALSE(completeAfterAll(whole.substr(0, whole.size() - 1) + "?"));
+}
+
 }  // namespace
