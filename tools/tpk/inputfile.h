@@ -9,8 +9,8 @@
 
 class InputFile {
  public:
-  // "-" is standard input, which is first copied into a temporary file without a name. Throws
-  // EnvironmentFailure, also for what is not a regular file (a pipe is copied like standard input).
+  // "-" is standard input, which is first copied into a temporary file without a name, and so is
+  // what comes through a pipe. Throws EnvironmentFailure, also for what is no file at all.
   explicit InputFile(const std::string& path);
   ~InputFile();
   InputFile(const InputFile&) = delete;
@@ -26,7 +26,19 @@ class InputFile {
   std::string path() const;
 
  private:
+  struct Descriptor {
+    Descriptor() = default;
+    explicit Descriptor(int opened) : number(opened) {}
+    ~Descriptor();
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int number = -1;
+  };
+
+  void takePipe();
+
   std::string name_;
-  int descriptor_ = -1;
+  Descriptor descriptor_;
   std::uint64_t size_ = 0;
 };

@@ -37,13 +37,16 @@ struct PackedPackage {
   std::optional<std::string> onInstall;
   std::optional<std::string> onUninstall;
   std::vector<PackageDep> turnOff;  // of a bundle
-  // Of a package; a bundle has none of these.
+  // Of a package; a bundle has none of these. The digest is that of which a signature speaks, or,
+  // without a signature, the list of known ones.
   Digest digest = {};
   SignatureState signature = SignatureState::kNone;
   bool listed = false;  // the digest is in the product's list
 
   // The first part of the type; null when there is none.
   const PartSpan* find(PartType type) const;
+  // As the installer decides: a signature that is there must be good, the list counts without one.
+  bool isGenuine() const;
 };
 
 struct PackedFile {
@@ -51,11 +54,15 @@ struct PackedFile {
   bool dumb = false;
   std::uint32_t length = 0;               // as the file header has it: the rest of the file
   std::uint64_t size = 0;                 // of the file
+  std::vector<PartSpan> strays;           // before the first header: of types nobody knows
+  std::uint64_t trailing = 0;             // bytes behind the last part, too few for another one
   std::unique_ptr<PackedPackage> bundle;  // null when the file has one package
   std::vector<std::unique_ptr<PackedPackage>> packages;
 };
 
 // Checks signatures against productData(). Reads what the program's readers would accept as a
 // package, whether or not it is genuine; throws Failure, naming the file and the first thing that
-// is wrong, for anything else.
+// is wrong, for anything else, and for a second package in a file that is no bundle.
 PackedFile readPackedFile(const InputFile& file);
+
+std::string digestText(const Digest& digest);

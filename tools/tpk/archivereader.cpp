@@ -1,0 +1,127 @@
+#include "tools/tpk/archivereader.h"
+
+#include "stream/icstream.h"
+#include "stream/ipackstream.h"
+#include "stream/readbytes.h"
+#include "tools/tpk/failure.h"
+#include "tools/tpk/inputfile.h"
+#include "tools/tpk/printable.h"
+
+#include <algorithm>
+
+namespace {
+
+// Stands on the archive part whose contents begin at the offset.
+class ArchivePart {
+ public:
+  ArchivePart(const InputFile& file, std::uint64_t offset)
+      : file_(file.open()), parts_(*file_, false) {
+    parts_.accept(kPartArchive);
+    while (parts_.next() != kNoPart && parts_.offset() != offset) {
+    }
+  }
+
+  ipackstream& stream() { return parts_; }
+
+ private:
+  std::unique_ptr<std::istream> file_;
+  ipackstream parts_;
+};
+
+std::uint16_t zlibHeaderOf(const InputFile& file, std::uint64_t offset) {
+  ArchivePart part(file, offset);
+  unsigned char bytes[2];
+  if (!part.stream().read(reinterpret_cast<char*>(bytes), sizeof bytes)) return 0;
+  return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
+}
+
+}  // namespace
+
+struct ArchiveReader::Streams {
+  Streams(const InputFile& file, std::uint64_t offset)
+      : part(file, offset), inflated(part.stream(), false) {}
+
+  ArchivePart part;
+  icstream inflated;
+};
+
+ArchiveReader::ArchiveReader(const InputFile& file, std::uint64_t offset)
+    : file_(file),
+      streams_(std::make_unique<Streams>(file, offset)),
+      zlibHeader_(zlibHeaderOf(file, offset)) {}
+
+ArchiveReader::~ArchiveReader() = default;
+
+bool ArchiveReader::next(ArchiveEntry& entry) {
+  char dropped[4096];
+  while (read(dropped, sizeof dropped) > 0) {
+  }
+
+  entry = ArchiveEntry();
+  name_.clear();
+  if (!readHeader(entry.header)) return false;
+  entry.name = readText(entry.header.nameLength(), "the name of an entry");
+  name_ = "\"" + printable(entry.name) + "\"";
+  remaining_ = entry.header.dataSize();
+  if (!entry.header.skip()) readSmallData(entry);
+  return true;
+}
+
+std::size_t ArchiveReader::read(char* out, std::size_t count) {
+  const std::size_t wanted = std::min<std::size_t>(count, remaining_);
+  if (readRaw(out, wanted) != wanted) failShort(name_);
+  remaining_ -= static_cast<std::uint32_t>(wanted);
+  return wanted;
+}
+
+// The archive has no end mark: it ends where its compressed stream does.
+bool ArchiveReader::readHeader(ArchiveHeader& header) {
+  const std::size_t got = readRaw(reinterpret_cast<char*>(header.bytes), sizeof header.bytes);
+  if (got == sizeof header.bytes) return true;
+  if (got > 0 || !streams_->inflated.isComplete()) failShort("the header of an entry");
+  return false;
+}
+
+void ArchiveReader::readSmallData(ArchiveEntry& entry) {
+  const std::uint32_t size = remaining_;
+  const std::uint16_t type = entry.header.type();
+  if (type == ArchiveHeader::kSymlink) {
+    if (size > kLongestTarget)
+      fail("the link " + name_ + " has a target of " + std::to_string(size) + " bytes");
+    entry.target = readText(size, "the target of a link");
+  } else if (type == ArchiveHeader::kCharDevice || type == ArchiveHeader::kBlockDevice) {
+    if (size != ArchiveHeader::kDeviceNumberSize)
+      fail("the device " + name_ + " has a number of " + std::to_string(size) + " bytes, not 4");
+    unsigned char number[ArchiveHeader::kDeviceNumberSize];
+    if (readRaw(reinterpret_cast<char*>(number), sizeof number) != sizeof number) failShort(name_);
+    entry.device = get32(number);
+  } else {
+    return;
+  }
+  remaining_ = 0;
+}
+
+std::size_t ArchiveReader::readRaw(char* out, std::size_t count) {
+  if (count == 0) return 0;
+  streams_->inflated.read(out, static_cast<std::streamsize>(count));
+  const auto got = static_cast<std::size_t>(streams_->inflated.gcount());
+  position_ += got;
+  return got;
+}
+
+std::string ArchiveReader::readText(std::uint32_t count, const char* what) {
+  std::string text;
+  if (count > 0 && !readBytes(streams_->inflated, count, text)) failShort(what);
+  position_ += count;
+  return text;
+}
+
+void ArchiveReader::failShort(const std::string& where) const {
+  fail(streams_->inflated.isComplete()
+           ? "it ends in the middle of " + where
+           : "its compressed data are damaged or cut short in or before " + where);
+}
+
+void ArchiveReader::fail(const std::string& what) const {
+  throw Failure(file_.name() + ": archive: " + what);
+}
