@@ -132,6 +132,23 @@ TEST_F(BatchFiles, MovedFileIsInRamWhileItIsInstalled) {
   EXPECT_EQ(router.names("/flash/rw/pckg"), Names());
 }
 
+TEST_F(BatchFiles, FileThatIsGoneWhenItsTurnComesIsPassedOver) {
+  if (!exists("/bin/bash-static") || !exists("/bin/busybox"))
+    GTEST_SKIP() << "there is no /bin/bash-static or no /bin/busybox";
+  router.withShell().put("/flash/busybox", readFile("/bin/busybox"), 0755);
+  Pack first = simplePack("aaa");
+  first.onInstall = "/busybox rm /rw/pckg/bbb.tpk\n";
+  Pack second = simplePack("bbb");
+  second.deps = {dep("aaa")};
+  router.drop("aaa.tpk", first.file()).drop("bbb.tpk", second.file());
+  const ProcessResult result = router.run();
+  EXPECT_TRUE(result.exited(0)) << result;
+  const std::string log = router.log();
+  EXPECT_NE(log.find("verified bbb.tpk\n"), std::string::npos) << log;
+  EXPECT_EQ(log.substr(log.find("installed")), "installed aaa-3.22\n");
+  EXPECT_FALSE(router.has("/flash/var/pdb/bbb"));
+}
+
 TEST_F(BatchFiles, FileThatCannotBeMovedIsInstalledFromWhereItIs) {
   router.memory(200000, 0, 0).folder("/ram/ppp.tpk");
   router.drop("ppp.tpk", simplePack("ppp").file());
