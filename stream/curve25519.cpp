@@ -93,9 +93,9 @@ unsigned bitOf(const unsigned char* bytes, int index) {
 //
 //   both odd    the sum of both even and both odd. They differ by (1, 1) when the old m and n were
 //               both even or both odd, otherwise by (1, -1).
-//   both even   twice the one of the three that has the parities of m and n when nothing is
-//   carried,
-//               that is, the old bit plus the new one, in either coefficient.
+//   both even   twice the one of the three whose coefficients are m and n, each plus the bit that
+//   is
+//               appended to it: odd where that bit is not the last of m or n, even where it is.
 //   mixed       the old mixed one plus one of the others; they differ in one coefficient only.
 //
 // Which mixed one a stage needs is decided by the stage that follows it, so the choices are made

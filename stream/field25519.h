@@ -4,7 +4,8 @@
 // i) (D. J. Bernstein, "Curve25519: new Diffie-Hellman speed records", 2006). Sums and differences
 // are not carried, so limbs grow; call an element tight when its limbs are at most 2^25 in size at
 // even places and 1.01 * 2^24 at odd ones. fromBytes(), fromSmall() and products are tight. Sums
-// and differences of up to four tight elements may be multiplied, encoded and compared.
+// and differences of up to four tight elements may be multiplied and encoded. A comparison encodes
+// the difference of its two sides: they may have four tight elements between them.
 //
 // Nothing here runs in constant time: only public numbers are computed with.
 #pragma once

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace {
 
@@ -30,7 +29,7 @@ ipackstreambuf::ipackstreambuf(std::streambuf* source, bool hash, std::streambuf
 bool ipackstreambuf::readFileHeader(FileHeader& header) {
   if (!readRecord(*source_, header)) return false;
   copy(reinterpret_cast<const char*>(header.bytes), FileHeader::kSize);
-  advanceOffset(FileHeader::kSize);
+  contents_ += FileHeader::kSize;
   return true;
 }
 
@@ -43,7 +42,7 @@ bool ipackstreambuf::skipRest() {
 }
 
 bool ipackstreambuf::nextHeader(PartHeader& header) {
-  advanceOffset(size_);
+  contents_ += size_;
   size_ = remaining_ = 0;
   if (!readRecord(*source_, header)) {
     finaliseDigest();
@@ -59,7 +58,7 @@ bool ipackstreambuf::nextHeader(PartHeader& header) {
     if (header.type() == kPartPackage) finaliseDigest();
     hasher_.update(bytes, PartHeader::kSize);
   }
-  advanceOffset(PartHeader::kSize);
+  contents_ += PartHeader::kSize;
   size_ = remaining_ = header.length();
   return true;
 }
@@ -150,11 +149,6 @@ void ipackstreambuf::finaliseDigest() {
   digestReady_ = true;
 }
 
-void ipackstreambuf::advanceOffset(std::uint32_t bytes) {
-  const std::uint32_t room = std::numeric_limits<std::uint32_t>::max() - offset_;
-  offset_ += std::min(bytes, room);
-}
-
 // Takes bytes of the part that were just read off what remains, and passes on those that are read
 // for the first time.
 void ipackstreambuf::account(const char* data, std::streamsize count) {
@@ -219,10 +213,6 @@ std::uint32_t ipackstream::next() {
   } while (!accepts(header.type()));
   type_ = header.type();
   return type_;
-}
-
-std::uint64_t ipackstream::position() const {
-  return std::uint64_t{buffer_->offset()} + buffer_->consumed();
 }
 
 bool ipackstream::signature(unsigned char* digest) { return buffer_->takeDigest(digest); }

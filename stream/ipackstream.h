@@ -5,8 +5,10 @@
 #include "stream/packformat.h"
 #include "stream/sha1.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <istream>
+#include <limits>
 #include <streambuf>
 #include <vector>
 
@@ -34,7 +36,13 @@ class ipackstreambuf : public std::streambuf {
   bool verifySignature();
 
   std::uint32_t size() const { return size_; }
-  std::uint32_t offset() const { return offset_; }
+  // Bytes before the current part's contents; stays at its largest value past 4 GiB.
+  std::uint32_t offset() const {
+    return static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(contents_, std::numeric_limits<std::uint32_t>::max()));
+  }
+  // Bytes read, however many.
+  std::uint64_t position() const { return contents_ + consumed(); }
   std::uint32_t consumed() const { return size_ - remaining_; }
 
  protected:
@@ -49,15 +57,15 @@ class ipackstreambuf : public std::streambuf {
 
  private:
   void finaliseDigest();
-  void advanceOffset(std::uint32_t bytes);
   void account(const char* data, std::streamsize count);
   void copy(const char* data, std::streamsize count);
   bool discard(std::uint32_t count);
 
   std::streambuf* source_;
   std::streambuf* copySink_;
-  // Of the current part's contents in the file; stays at its largest value past 4 GiB.
-  std::uint32_t offset_ = 0;
+  // Where the current part's contents begin in the file. A forged file's parts may lie past 4 GiB,
+  // and every one adds less than 5 GiB: no file is long enough to make this wrap.
+  std::uint64_t contents_ = 0;
   std::uint32_t size_ = 0;
   std::uint32_t remaining_ = 0;
   bool hashing_;
@@ -90,12 +98,12 @@ class ipackstream : public virtual std::istream {
   bool isDumb() const { return magic_ == kDumbMagic; }
   // Length of the current part's contents.
   std::uint32_t size() const { return buffer_->size(); }
-  // Bytes of the file before the current part's contents.
+  // Bytes of the file before the current part's contents; stays at its largest value past 4 GiB.
   std::uint32_t offset() const { return buffer_->offset(); }
   // Bytes of the current part not yet read.
   std::uint32_t remaining() const { return buffer_->size() - buffer_->consumed(); }
   // Bytes of the file read so far; unlike tellg() also right for a stream that has failed.
-  std::uint64_t position() const;
+  std::uint64_t position() const { return buffer_->position(); }
   // Length of the whole file as its header has it; 0 when there was no header.
   std::uint64_t totalSize() const { return totalSize_; }
 

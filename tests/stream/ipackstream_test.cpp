@@ -1,10 +1,13 @@
 #include "stream/ipackstream.h"
 
+#include "stream/ifilestream.h"
 #include "tests/support/hex.h"
 #include "tests/support/packbuilder.h"
 #include "tests/support/sign.h"
+#include "tests/support/tree.h"
 
 #include <algorithm>
+#include <fstream>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -432,6 +435,52 @@ TEST(IpackStream, OffsetPast4GibStaysAtItsLargestValue) {
   EXPECT_EQ(in.offset(), most);
   EXPECT_EQ(in.size(), most);
   EXPECT_EQ(in.remaining(), most);
+}
+
+TEST(IpackStream, PositionPast4GibNeverGoesBack) {
+  const std::uint32_t most = 0xFFFFFFFF;
+  BottomlessSource source(PackBuilder()
+                              .partHeader(kPartArchive, most)
+                              .partHeader(kPartArchive, most)
+                              .partHeader(kPartImage, 5)
+                              .raw("image")
+                              .finish());
+  std::istream stream(&source);
+  ipackstream in(stream, false);
+  in.accept(kPartArchive);
+  in.accept(kPartImage);
+  EXPECT_EQ(in.next(), kPartArchive);
+  EXPECT_EQ(in.next(), kPartArchive);
+  EXPECT_EQ(in.position(), 14u + 6u + std::uint64_t{most});
+  EXPECT_EQ(in.next(), kPartImage);
+  EXPECT_EQ(in.position(), 14u + 2 * (6u + std::uint64_t{most}));
+  EXPECT_EQ(in.get(), 'i');
+  EXPECT_EQ(in.position(), 14u + 2 * (6u + std::uint64_t{most}) + 1);
+  EXPECT_EQ(in.offset(), most);
+}
+
+// The bytes of a sparse file, really passed over.
+TEST(IpackStream, PositionIsThatOfALargeFile) {
+  const std::uint32_t most = 0xFFFFFFFF;
+  const std::string first = PackBuilder().partHeader(kPartArchive, most).finish();
+  const std::string second = PackBuilder().part(kPartImage, "image").finish().substr(8);
+  const std::uint64_t place = first.size() + std::uint64_t{most};
+  const TempFolder temp;
+  const std::string path = temp.path() + "/large";
+  writeFile(path, first);
+  std::fstream file(path, std::ios_base::in | std::ios_base::out | std::ios_base::binary);
+  file.seekp(static_cast<std::streamoff>(place));
+  file << second;
+  file.close();
+  ASSERT_TRUE(file);
+
+  ifilestream stream(path);
+  ipackstream in(stream, false);
+  in.accept(kPartImage);
+  EXPECT_EQ(in.next(), kPartImage);
+  EXPECT_EQ(in.position(), place + 6);
+  EXPECT_EQ(in.get(), 'i');
+  EXPECT_EQ(in.position(), place + 7);
 }
 
 TEST(IpackStream, PositionInALargePartDoesNotWrap) {
