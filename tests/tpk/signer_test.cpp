@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -35,9 +36,10 @@ std::string hashOf(const ProductData& product, const std::string& message) {
   return digest;
 }
 
-// The check of a signature on the curve's Edwards form, by school arithmetic.
-bool verifiesIndependently(const ProductData& product, const std::string& record,
-                           const std::string& digest) {
+// The x-coordinate of R = s*B + k*P on the curve's Edwards form, by school arithmetic; empty when
+// there is no P.
+std::string signedPoint(const ProductData& product, const std::string& record,
+                        const std::string& digest) {
   const std::string check = record.substr(20, 16);
   std::string k = hashOf(product, digest);
   for (std::size_t i = 0; i < check.size(); ++i) k[8 + i] = static_cast<char>(k[8 + i] ^ check[i]);
@@ -47,10 +49,17 @@ bool verifiesIndependently(const ProductData& product, const std::string& record
   const SlowNumber x = SlowNumber::fromBytes(bytesOf(product.publicKey));
   SlowNumber y;
   if (!slowRoot(slowRightSide(x), SlowNumber::fromBytes(bytesOf(product.rootSelector)), y))
-    return false;
+    return std::string();
   const SlowPoint joint = SlowPoint::base().times(record.substr(36)) + SlowPoint::at(x, y).times(k);
-  return record.substr(0, 20) == digest &&
-         hashOf(product, joint.xBytes()).substr(0, check.size()) == check;
+  return joint.xBytes();
+}
+
+bool verifiesIndependently(const ProductData& product, const std::string& record,
+                           const std::string& digest) {
+  const std::string check = record.substr(20, 16);
+  const std::string point = signedPoint(product, record, digest);
+  return !point.empty() && record.substr(0, 20) == digest &&
+         hashOf(product, point).substr(0, check.size()) == check;
 }
 
 struct Product {
@@ -111,16 +120,63 @@ TEST(Signer, SignsWithTheKeysOfTheVectors) {
   }
 }
 
-TEST(Signer, NoTwoSignaturesAreEqual) {
+std::string sign(const ProductData& product, const SigningKey& key, const std::string& digest) {
+  const SignatureRecord record = Signer(product, key).sign(data(digest));
+  return bytesOf(record.bytes, sizeof record.bytes);
+}
+
+TEST(Signer, SignsTheSamePackageTheSameWay) {
   const Product product;
-  const Signer signer(*product.data, product.key);
   const std::string digest(SignatureRecord::kDigestSize, 'd');
-  const SignatureRecord one = signer.sign(data(digest));
-  const SignatureRecord two = signer.sign(data(digest));
-  EXPECT_EQ(bytesOf(one.digest(), 20), digest);
-  EXPECT_EQ(bytesOf(two.digest(), 20), digest);
-  EXPECT_NE(bytesOf(one.check(), 16), bytesOf(two.check(), 16));
-  EXPECT_NE(bytesOf(one.scalar()), bytesOf(two.scalar()));
+  const std::string signature = sign(*product.data, product.key, digest);
+  EXPECT_EQ(signature.substr(0, 20), digest);
+  EXPECT_EQ(sign(*product.data, product.key, digest), signature);
+}
+
+// Each of these with one r in common would tell the key.
+TEST(Signer, NoTwoSignaturesShareTheirPoint) {
+  Product product;
+  const std::string digest(SignatureRecord::kDigestSize, 'd');
+  std::set<std::string> points;
+  const auto add = [&](const std::string& of) {
+    points.insert(signedPoint(*product.data, sign(*product.data, product.key, of), of));
+  };
+  add(digest);
+  for (std::size_t i = 0; i < digest.size(); ++i) {
+    std::string other = digest;
+    other[i] = 'e';
+    add(other);
+  }
+  product.turnSelector();
+  add(digest);
+  product.data->hashState[7] ^= 1;
+  add(digest);
+  product.data->hashConstants[63] ^= 1;
+  add(digest);
+  EXPECT_EQ(points.size(), digest.size() + 4);
+}
+
+TEST(Signer, OtherKeysChooseOtherPoints) {
+  Product product;
+  const std::string digest(SignatureRecord::kDigestSize, 'd');
+  const std::string point =
+      signedPoint(*product.data, sign(*product.data, product.key, digest), digest);
+  const Product other;
+  std::copy_n(other.data->publicKey, sizeof other.data->publicKey, product.data->publicKey);
+  EXPECT_NE(signedPoint(*product.data, sign(*product.data, other.key, digest), digest), point);
+}
+
+// The number was computed with another program: SHA-512 of the text with its NUL, a zero byte, the
+// key, the public key, the root selector, the words of the hash and the digest, modulo the order.
+TEST(Signer, PointIsTheMultipleByAHashOfKeyAndDigest) {
+  const std::string folder = TEST_DATA_DIR "/vectors/product-a";
+  SigningKey key;
+  readSigningKey(folder, key);
+  const auto product = readProductData(folder);
+  const std::string digest(SignatureRecord::kDigestSize, 'd');
+  const std::string r = unhex("7b1a10049c5f71c35a10faad29a817d5e3ae100b0833aa0e30bbd43cc3dc9a08");
+  EXPECT_EQ(hex(signedPoint(*product, sign(*product, key, digest), digest)),
+            hex(SlowPoint::base().times(r).xBytes()));
 }
 
 TEST(Signer, OtherKeysMakeOtherSignatures) {

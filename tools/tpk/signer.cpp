@@ -23,15 +23,39 @@ struct Secret {
   unsigned char bytes[kScalar] = {};
 };
 
-// From 64 bytes, so that every scalar is as good as equally likely.
-void randomScalar(Secret& scalar) {
-  unsigned char wide[crypto_core_ed25519_NONREDUCEDSCALARBYTES];
-  do {
-    randombytes_buf(wide, sizeof wide);
+// Keeps these hashes apart from any other use that is made of the same key.
+const char kDomain[] = "tpk signature: r";
+
+// SHA-512 of whatever is put in, forgotten when it goes.
+class SecretHash {
+ public:
+  SecretHash() { crypto_hash_sha512_init(&state_); }
+  ~SecretHash() { sodium_memzero(&state_, sizeof state_); }
+  SecretHash(const SecretHash&) = delete;
+  SecretHash& operator=(const SecretHash&) = delete;
+
+  void add(const void* bytes, std::size_t size) {
+    crypto_hash_sha512_update(&state_, static_cast<const unsigned char*>(bytes), size);
+  }
+  void addWords(const std::uint32_t* words, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      unsigned char bytes[sizeof words[i]];
+      put32(bytes, words[i]);
+      add(bytes, sizeof bytes);
+    }
+  }
+  // Its 64 bytes as a number, reduced: every scalar is as good as equally likely.
+  void toScalar(Secret& scalar) {
+    static_assert(crypto_hash_sha512_BYTES == crypto_core_ed25519_NONREDUCEDSCALARBYTES);
+    unsigned char wide[crypto_hash_sha512_BYTES];
+    crypto_hash_sha512_final(&state_, wide);
     crypto_core_ed25519_scalar_reduce(scalar.bytes, wide);
-  } while (sodium_is_zero(scalar.bytes, sizeof scalar.bytes));
-  sodium_memzero(wide, sizeof wide);
-}
+    sodium_memzero(wide, sizeof wide);
+  }
+
+ private:
+  crypto_hash_sha512_state state_;
+};
 
 void reduceMultiplier(const unsigned char* k, unsigned char* reduced) {
   unsigned char wide[crypto_core_ed25519_NONREDUCEDSCALARBYTES] = {};
@@ -79,12 +103,35 @@ Signer::Signer(const ProductData& data, const SigningKey& key) : data_(data) {
   negative_ = takesNegative(data, key_);
 }
 
+// Two signatures with one r and different k, or with one k and different signs, are two equations
+// for two unknowns and give the key away. So r comes from a hash, as in RFC 8032 (section 5.1.6)
+// and RFC 6979, of the key and of everything else that s depends on: the digest, the product's hash
+// and the root selector. No source of random numbers can then fail, and a build is reproducible.
+void Signer::chooseScalar(const unsigned char* digest, unsigned char* r) const {
+  Secret scalar;
+  unsigned char attempt = 0;
+  do {
+    SecretHash hash;
+    hash.add(kDomain, sizeof kDomain);
+    hash.add(&attempt, sizeof attempt);
+    hash.add(key_.bytes, sizeof key_.bytes);
+    hash.add(data_.publicKey, sizeof data_.publicKey);
+    hash.add(data_.rootSelector, sizeof data_.rootSelector);
+    hash.addWords(data_.hashState, ProductData::kStateWords);
+    hash.addWords(data_.hashConstants, ProductData::kConstantWords);
+    hash.add(digest, SignatureRecord::kDigestSize);
+    hash.toScalar(scalar);
+    ++attempt;
+  } while (sodium_is_zero(scalar.bytes, sizeof scalar.bytes));
+  std::memcpy(r, scalar.bytes, sizeof scalar.bytes);
+}
+
 SignatureRecord Signer::sign(const unsigned char* digest) const {
   SignatureRecord record;
   std::memcpy(record.bytes + SignatureRecord::kDigest, digest, SignatureRecord::kDigestSize);
 
   Secret r;
-  randomScalar(r);
+  chooseScalar(digest, r.bytes);
   unsigned char x[Field25519::kSize];
   baseMultiple(r.bytes, x);
   ProductHash hash(data_);

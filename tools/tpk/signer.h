@@ -1,10 +1,12 @@
 // Makes the signatures that stream/signature.h checks.
 //
-// With the secret a, the key P = x(a*B) and a fresh random r: R = r*B, e = the first bytes of H(x
-// of R), k the multiplier that the digest and e make, and s such that s*B + k*P is R again. Only
-// the x-coordinate of P is known to the verifier; it takes the point with the root that it
-// recovers, which is a*B or its negative. So s = r - k*a in the first case and r + k*a in the
-// second.
+// With the secret a, the key P = x(a*B) and a number r of which nobody else knows anything: R =
+// r*B, e = the first bytes of H(x of R), k the multiplier that the digest and e make, and s such
+// that s*B + k*P is R again. Only the x-coordinate of P is known to the verifier; it takes the
+// point with the root that it recovers, which is a*B or its negative. So s = r - k*a in the first
+// case and r + k*a in the second.
+//
+// One package signed twice gets the same signature: r is made of the key and the digest.
 #pragma once
 
 #include "stream/packformat.h"
@@ -22,6 +24,8 @@ class Signer {
   SignatureRecord sign(const unsigned char* digest) const;
 
  private:
+  void chooseScalar(const unsigned char* digest, unsigned char* r) const;
+
   const ProductData& data_;
   SigningKey key_;
   bool negative_;  // the verifier takes the negative of a*B for the key
