@@ -8,19 +8,23 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
 
 class TpkProgram : public ::testing::Test {
  protected:
   std::string path(const std::string& name) const { return temp_.path() + "/" + name; }
 
   // In the temp folder.
-  ProcessResult run(std::vector<std::string> arguments) const {
+  ProcessResult run(std::vector<std::string> arguments, const std::string& input = {}) const {
     Command command;
+    command.input = input;
     command.words = {TPK_PROGRAM};
     command.words.insert(command.words.end(), arguments.begin(), arguments.end());
     const std::string folder = temp_.path();
@@ -57,7 +61,10 @@ TEST_F(TpkProgram, BuildsABundle) {
   writeFile(path("pair.toml"),
             "name = \"pair\"\nversion = \"1.0\"\n[bundle]\nmembers = [\"one\", \"two\"]\n");
   EXPECT_TRUE(run({"build", "pair.toml", "-o", "out.tpk", "--key", PRODUCT_DATA_DIR}).exited(0));
-  EXPECT_EQ(run({"verify", "out.tpk"}).out, "out.tpk: good\n");
+  EXPECT_EQ(run({"verify", "out.tpk"}).out,
+            "out.tpk: good\n"
+            "  one-3.22: good\n"
+            "  two-3.22: good\n");
 }
 
 TEST_F(TpkProgram, SaysWhichPackagesAreBroken) {
@@ -68,11 +75,60 @@ TEST_F(TpkProgram, SaysWhichPackagesAreBroken) {
 
   const ProcessResult result = run({"verify", "hello-3.22.tpk", "signed.tpk", "long.tpk"});
   EXPECT_TRUE(result.exited(1)) << result;
-  EXPECT_EQ(result.out,
-            "hello-3.22.tpk: broken: neither signed with the product's key nor in its list of "
-            "known packages\n"
-            "signed.tpk: good\n"
-            "long.tpk: broken: its headers or its length are wrong\n");
+  EXPECT_THAT(result.out,
+              MatchesRegex("hello-3.22.tpk: broken: neither signed nor one of the product's known "
+                           "packages \\(digest [0-9a-f]{10}..\\)\n"
+                           "signed.tpk: good\n"
+                           "long.tpk: broken: the length field is off by 1: the file has [0-9]+ "
+                           "bytes, its header says [0-9]+\n"));
+
+  const ProcessResult quiet = run({"verify", "-q", "signed.tpk", "long.tpk"});
+  EXPECT_TRUE(quiet.exited(1)) << quiet;
+  EXPECT_THAT(quiet.out, StartsWith("long.tpk: broken: "));
+  EXPECT_TRUE(run({"verify", "-q", "signed.tpk"}).exited(0));
+  EXPECT_EQ(run({"verify", "-q", "signed.tpk"}).out, "");
+}
+
+TEST_F(TpkProgram, VerifiesStandardInput) {
+  writePackage("hello");
+  EXPECT_TRUE(run({"build", "hello", "--key", PRODUCT_DATA_DIR}).exited(0));
+  const std::string package = readFile(path("hello-3.22.tpk"));
+  const ProcessResult whole = run({"verify", "-"}, package);
+  EXPECT_TRUE(whole.exited(0)) << whole;
+  EXPECT_EQ(whole.out, "standard input: good\n");
+  EXPECT_TRUE(run({"verify", "-"}, package.substr(0, package.size() - 1)).exited(1));
+}
+
+TEST_F(TpkProgram, VerdictsForPrograms) {
+  writePackage("hello");
+  EXPECT_TRUE(run({"build", "hello", "--key", PRODUCT_DATA_DIR}).exited(0));
+  writeFile(path("long.tpk"), readFile(path("hello-3.22.tpk")) + "x");
+  const ProcessResult result =
+      run({"verify", "--json", "hello-3.22.tpk", "long.tpk", "missing.tpk"});
+  EXPECT_TRUE(result.exited(3)) << result;
+  const auto report = nlohmann::json::parse(result.out);
+  ASSERT_EQ(report.size(), 3U);
+  EXPECT_EQ(report[0]["file"], "hello-3.22.tpk");
+  EXPECT_EQ(report[0]["good"], true);
+  EXPECT_TRUE(report[0]["reasons"].empty());
+  EXPECT_EQ(report[0]["packages"][0]["name"], "hello-3.22");
+  EXPECT_EQ(report[0]["packages"][0]["by"], "signature");
+  EXPECT_EQ(report[1]["good"], false);
+  EXPECT_EQ(report[1]["reasons"][0]["fault"], "length");
+  EXPECT_EQ(report[1]["reasons"][0]["offset"], 4);
+  EXPECT_EQ(report[2]["error"], "missing.tpk: cannot be opened: No such file or directory");
+}
+
+TEST_F(TpkProgram, VerifiesTheRestWhenAFileCannotBeOpened) {
+  writePackage("hello");
+  EXPECT_TRUE(run({"build", "hello", "--key", PRODUCT_DATA_DIR}).exited(0));
+  makeFolders(path("folder"));
+  const ProcessResult result = run({"verify", "missing.tpk", "folder", "hello-3.22.tpk"});
+  EXPECT_TRUE(result.exited(3)) << result;
+  EXPECT_EQ(result.err,
+            "tpk: missing.tpk: cannot be opened: No such file or directory\n"
+            "tpk: folder: is a folder, not a package file\n");
+  EXPECT_EQ(result.out, "hello-3.22.tpk: good\n");
 }
 
 TEST_F(TpkProgram, RefusesAnotherProductsPackages) {

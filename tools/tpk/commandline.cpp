@@ -7,12 +7,11 @@
 #include "tools/tpk/newproduct.h"
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signer.h"
-#include "tools/tpk/verify.h"
+#include "tools/tpk/verifycommand.h"
 
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -22,7 +21,23 @@ struct Arguments {
   std::string folder;  // of product data
   std::string manifest;
   std::string output;
-  std::vector<std::string> files;
+  VerifyOptions verify;
+};
+
+// The product data of the folder in place of those built in; none when it has no name.
+class ProductChoice {
+ public:
+  explicit ProductChoice(const std::string& folder) {
+    if (folder.empty()) return;
+    data_ = readProductData(folder);
+    useProductData(data_.get());
+  }
+  ~ProductChoice() { useProductData(&kBuiltInProductData); }
+  ProductChoice(const ProductChoice&) = delete;
+  ProductChoice& operator=(const ProductChoice&) = delete;
+
+ private:
+  std::unique_ptr<ProductData> data_;
 };
 
 ExitStatus newProduct(const Arguments& arguments) {
@@ -49,31 +64,9 @@ ExitStatus build(const Arguments& arguments) {
   return kGood;
 }
 
-const char* verdictText(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kGood:
-      return "good";
-    case Verdict::kUnreadable:
-      return "broken: its headers or its length are wrong";
-    default:
-      return "broken: neither signed with the product's key nor in its list of known packages";
-  }
-}
-
 ExitStatus verify(const Arguments& arguments) {
-  std::unique_ptr<ProductData> data;
-  if (!arguments.folder.empty()) {
-    data = readProductData(arguments.folder);
-    useProductData(data.get());
-  }
-  ExitStatus status = kGood;
-  for (const std::string& file : arguments.files) {
-    const Verdict verdict = verifyFile(file);
-    std::printf("%s: %s\n", file.c_str(), verdictText(verdict));
-    if (verdict != Verdict::kGood) status = kBad;
-  }
-  useProductData(&kBuiltInProductData);
-  return status;
+  const ProductChoice product(arguments.folder);
+  return verifyCommand(arguments.verify);
 }
 
 using Command = ExitStatus (*)(const Arguments&);
@@ -97,9 +90,13 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   builder->add_option("--key", arguments.folder, "product data folder to sign with");
   chosen(builder, build);
 
-  CLI::App* const verifier = app.add_subcommand("verify", "say whether packages are genuine");
+  CLI::App* const verifier =
+      app.add_subcommand("verify", "say what the installer says of packages, and why");
   verifier->add_option("--product", arguments.folder, "product data folder (the one built in)");
-  verifier->add_option("FILE", arguments.files, "package files")->required();
+  verifier->add_option("FILE", arguments.verify.files, "package files, - for standard input")
+      ->required();
+  verifier->add_flag("-q,--quiet", arguments.verify.quiet, "print refusals only");
+  verifier->add_flag("--json", arguments.verify.json, "print the verdicts as JSON");
   chosen(verifier, verify);
 }
 
