@@ -1,45 +1,16 @@
 // The program itself: exit status and output of every command.
-#include "tests/support/process.h"
-#include "tests/support/tree.h"
+#include "tests/tpk/program.h"
 
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 namespace {
 
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
-
-class TpkProgram : public ::testing::Test {
- protected:
-  std::string path(const std::string& name) const { return temp_.path() + "/" + name; }
-
-  // In the temp folder.
-  ProcessResult run(std::vector<std::string> arguments, const std::string& input = {}) const {
-    Command command;
-    command.input = input;
-    command.words = {TPK_PROGRAM};
-    command.words.insert(command.words.end(), arguments.begin(), arguments.end());
-    const std::string folder = temp_.path();
-    command.prepare = [folder] { return chdir(folder.c_str()) == 0; };
-    return Process(command).wait(std::chrono::seconds(15));
-  }
-
-  void writePackage(const std::string& name) const {
-    writeFile(path(name + "/package.toml"),
-              "name = \"" + name + "\"\nversion = \"3.22\"\nfiles = \"root\"\n");
-    writeFile(path(name + "/root/etc/" + name), name);
-  }
-
-  TempFolder temp_;
-};
 
 TEST_F(TpkProgram, MakesProductDataAndAGenuinePackage) {
   writePackage("hello");

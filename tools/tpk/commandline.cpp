@@ -3,6 +3,8 @@
 #include "tools/tpk/build.h"
 #include "tools/tpk/command.h"
 #include "tools/tpk/failure.h"
+#include "tools/tpk/info.h"
+#include "tools/tpk/list.h"
 #include "tools/tpk/manifest.h"
 #include "tools/tpk/newproduct.h"
 #include "tools/tpk/productfolder.h"
@@ -22,6 +24,8 @@ struct Arguments {
   std::string manifest;
   std::string output;
   VerifyOptions verify;
+  InfoOptions info;
+  ListOptions list;
 };
 
 // The product data of the folder in place of those built in; none when it has no name.
@@ -69,7 +73,32 @@ ExitStatus verify(const Arguments& arguments) {
   return verifyCommand(arguments.verify);
 }
 
+ExitStatus info(const Arguments& arguments) {
+  const ProductChoice product(arguments.folder);
+  return infoCommand(arguments.info);
+}
+
+ExitStatus list(const Arguments& arguments) { return listCommand(arguments.list); }
+
 using Command = ExitStatus (*)(const Arguments&);
+
+void addInspection(CLI::App& app, Arguments& arguments, Command& command) {
+  const auto add = [&](const char* name, const char* what, Command action) {
+    CLI::App* const added = app.add_subcommand(name, what);
+    added->callback([&command, action] { command = action; });
+    return added;
+  };
+  CLI::App* const teller = add("info", "say what the headers of packages say", info);
+  teller->add_option("--product", arguments.folder, "product data folder (the one built in)");
+  teller->add_flag("--json", arguments.info.json, "print an array with an object for each file");
+  teller->add_option("FILE", arguments.info.files, "package files, - for standard input")
+      ->required();
+
+  CLI::App* const lister = add("list", "list the files of a package", list);
+  lister->add_flag("--json", arguments.list.json, "print an array with an object for each package");
+  lister->add_option("FILE", arguments.list.file, "the package file, - for standard input")
+      ->required();
+}
 
 // The command line's words; command becomes the one that was given.
 void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
@@ -98,6 +127,8 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   verifier->add_flag("-q,--quiet", arguments.verify.quiet, "print refusals only");
   verifier->add_flag("--json", arguments.verify.json, "print the verdicts as JSON");
   chosen(verifier, verify);
+
+  addInspection(app, arguments, command);
 }
 
 }  // namespace

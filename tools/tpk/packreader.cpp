@@ -5,11 +5,11 @@
 #include "stream/signature.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/inputfile.h"
+#include "tools/tpk/layout.h"
 #include "tools/tpk/partnames.h"
 #include "tools/tpk/printable.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
@@ -18,10 +18,6 @@ const PartType kKnownParts[] = {kPartPackage,  kPartBundle,    kPartArchitecture
                                 kPartRequires, kPartProvides,  kPartConflicts,    kPartImage,
                                 kPartTurnOff,  kPartOnInstall, kPartOnUninstall,  kPartArchive,
                                 kPartSignature};
-
-bool isKnownPart(std::uint32_t type) {
-  return std::find(std::begin(kKnownParts), std::end(kKnownParts), type) != std::end(kKnownParts);
-}
 
 // One pass over a file with the reader and in the order of an installation.
 class PackReader {
@@ -92,22 +88,17 @@ void PackReader::readFileHeader() {
 
 std::vector<PartSpan> PackReader::findParts() {
   const auto file = file_.open();
+  const Layout layout = readLayout(*file, file_.size());
   std::vector<PartSpan> parts;
-  std::uint64_t end = FileHeader::kSize;
-  while (result_.size - end >= PartHeader::kSize) {
-    PartHeader header;
-    file->seekg(static_cast<std::streamoff>(end));
-    if (!readRecord(*file, header)) fail("cannot be read" + atByte(end));
-    end += PartHeader::kSize;
-    if (result_.size - end < header.length()) {
-      fail("its " + partName(header.type()) + atByte(end - PartHeader::kSize) + " says it has " +
-           std::to_string(header.length()) + " bytes, but " + std::to_string(result_.size - end) +
+  for (const PartPlace& part : layout.parts) {
+    if (!part.whole()) {
+      fail("its " + partName(part.type) + atByte(part.header) + " says it has " +
+           std::to_string(part.length) + " bytes, but " + std::to_string(part.present) +
            " are there");
     }
-    parts.push_back({header.type(), end, header.length()});
-    end += header.length();
+    parts.push_back({part.type, part.contents(), part.length});
   }
-  result_.trailing = result_.size - end;
+  result_.trailing = result_.size - layout.end;
   return parts;
 }
 
@@ -234,12 +225,21 @@ bool PackedPackage::isGenuine() const {
 
 PackedFile readPackedFile(const InputFile& file) { return PackReader(file).read(); }
 
-std::string digestText(const Digest& digest) {
-  std::string text;
-  for (const unsigned char byte : digest) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", unsigned{byte});
-    text += digits;
+const char* signatureText(SignatureState state) {
+  switch (state) {
+    case SignatureState::kGood:
+      return "made with the product's key";
+    case SignatureState::kTooShort:
+      return "too short";
+    case SignatureState::kOtherDigest:
+      return "made for other bytes";
+    case SignatureState::kOtherKey:
+      return "made with another key";
+    default:
+      return "none";
   }
-  return text;
+}
+
+std::string digestText(const Digest& digest) {
+  return hexText(std::string(digest.begin(), digest.end()));
 }

@@ -65,4 +65,8 @@ struct PackedFile {
 // is wrong, for anything else, and for a second package in a file that is no bundle.
 PackedFile readPackedFile(const InputFile& file);
 
+// "made with the product's key", "none", ...
+const char* signatureText(SignatureState state);
+
+// 40 hex digits.
 std::string digestText(const Digest& digest);

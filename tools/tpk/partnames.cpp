@@ -2,6 +2,9 @@
 
 #include "stream/packformat.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 struct Name {
@@ -26,6 +29,11 @@ const Name kEntryTypeNames[] = {
 };
 
 }  // namespace
+
+bool isKnownPart(std::uint32_t type) {
+  return std::any_of(std::begin(kPartNames), std::end(kPartNames),
+                     [type](const Name& part) { return part.number == type; });
+}
 
 std::string partName(std::uint32_t type) {
   for (const Name& part : kPartNames) {

@@ -65,3 +65,14 @@ std::string printable(const std::string& text) {
   }
   return out;
 }
+
+std::string hexText(const std::string& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string text;
+  for (const char c : bytes) {
+    const unsigned byte = static_cast<unsigned char>(c);
+    text += digits[byte >> 4];
+    text += digits[byte & 15];
+  }
+  return text;
+}

@@ -8,3 +8,6 @@ bool isUtf8(const std::string& text);
 // On one line, with nothing in it that a terminal acts upon: control characters, bytes that are not
 // UTF-8 and the backslash become "\n", "\t", "\\" or "\x1b".
 std::string printable(const std::string& text);
+
+// Two lower-case digits for every byte.
+std::string hexText(const std::string& bytes);

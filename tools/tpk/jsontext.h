@@ -1,0 +1,23 @@
+// Pieces of what commands print with --json. Only for files that build JSON: the header is a large
+// one.
+#pragma once
+
+#include "model/packagedep.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+// Keys stay in the order in which they were put in.
+using Json = nlohmann::ordered_json;
+
+// A text of a package. JSON has no way to say bytes that are not UTF-8: these become printable()
+// under the key, and the bytes in hex digits stand beside it under KEY-hex.
+void putText(Json& object, const std::string& key, const std::string& text);
+
+// The text form, or null for the open end of a range.
+Json versionJson(std::uint32_t version);
+
+Json depsJson(const std::vector<PackageDep>& list, bool withWeight = false);
