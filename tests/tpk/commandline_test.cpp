@@ -26,6 +26,12 @@ TEST_F(TpkProgram, MakesProductDataAndAGenuinePackage) {
   EXPECT_EQ(verified.out, "hello-3.22.tpk: good\n");
 }
 
+TEST_F(TpkProgram, SaysItsVersion) {
+  const ProcessResult result = run({"--version"});
+  EXPECT_TRUE(result.exited(0)) << result;
+  EXPECT_THAT(result.out, ::testing::MatchesRegex("tpk [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
 TEST_F(TpkProgram, BuildsABundle) {
   writePackage("one");
   writePackage("two");

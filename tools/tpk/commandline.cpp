@@ -106,6 +106,7 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
     subcommand->callback([&command, what] { command = what; });
   };
   app.require_subcommand(1);
+  app.set_version_flag("--version", "tpk " TPK_VERSION);
 
   CLI::App* const product = app.add_subcommand("product", "product data folders");
   product->require_subcommand(1);
