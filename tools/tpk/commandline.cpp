@@ -4,6 +4,7 @@
 #include "tools/tpk/command.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/info.h"
+#include "tools/tpk/lintcommand.h"
 #include "tools/tpk/list.h"
 #include "tools/tpk/manifest.h"
 #include "tools/tpk/newproduct.h"
@@ -26,6 +27,8 @@ struct Arguments {
   VerifyOptions verify;
   InfoOptions info;
   ListOptions list;
+  LintArguments lint;
+  GraphArguments graph;
 };
 
 // The product data of the folder in place of those built in; none when it has no name.
@@ -80,6 +83,13 @@ ExitStatus info(const Arguments& arguments) {
 
 ExitStatus list(const Arguments& arguments) { return listCommand(arguments.list); }
 
+ExitStatus lint(const Arguments& arguments) {
+  const ProductChoice product(arguments.folder);
+  return lintCommand(arguments.lint);
+}
+
+ExitStatus graph(const Arguments& arguments) { return graphCommand(arguments.graph); }
+
 using Command = ExitStatus (*)(const Arguments&);
 
 void addInspection(CLI::App& app, Arguments& arguments, Command& command) {
@@ -98,6 +108,35 @@ void addInspection(CLI::App& app, Arguments& arguments, Command& command) {
   lister->add_flag("--json", arguments.list.json, "print an array with an object for each package");
   lister->add_option("FILE", arguments.list.file, "the package file, - for standard input")
       ->required();
+}
+
+void addLint(CLI::App& app, Arguments& arguments, Command& command) {
+  LintArguments& lintArguments = arguments.lint;
+  CLI::App* const linter =
+      app.add_subcommand("lint", "say what will not work, or will hurt, on a router");
+  linter->add_option("--product", arguments.folder, "product data folder (the one built in)");
+  linter
+      ->add_option_function<std::uint64_t>(
+          "--flash", [&lintArguments](std::uint64_t bytes) { lintArguments.flash = bytes; },
+          "bytes of flash that everything may take; 512K, 4M")
+      ->transform(CLI::AsSizeValue(false));
+  linter->add_flag("--strict", lintArguments.strict, "warnings count as errors");
+  linter->add_flag("--json", lintArguments.json, "print the findings as JSON");
+  linter->add_flag("--rules", lintArguments.rules, "print the table of all checks");
+  linter->add_option("FILE", lintArguments.files, "package files, package.toml or its folder");
+  linter->callback([&lintArguments, &command] {
+    if (lintArguments.files.empty() && !lintArguments.rules) throw CLI::RequiredError("FILE");
+    command = lint;
+  });
+}
+
+void addGraph(CLI::App& app, Arguments& arguments, Command& command) {
+  CLI::App* const grapher =
+      app.add_subcommand("graph", "draw the relations between packages as Graphviz DOT");
+  grapher->add_option("-o,--output", arguments.graph.output, "the file to write (standard output)");
+  grapher->add_option("FILE", arguments.graph.files, "package files, package.toml or its folder")
+      ->required();
+  grapher->callback([&command] { command = graph; });
 }
 
 // The command line's words; command becomes the one that was given.
@@ -130,6 +169,8 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   chosen(verifier, verify);
 
   addInspection(app, arguments, command);
+  addLint(app, arguments, command);
+  addGraph(app, arguments, command);
 }
 
 }  // namespace
