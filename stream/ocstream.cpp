@@ -6,9 +6,8 @@ const char kZlibVersion[] = "1.2.3";  // any zlib 1 accepts it
 
 }  // namespace
 
-ocstreambuf::ocstreambuf(std::streambuf* sink) : sink_(sink) {
-  failed_ = deflateInit_(&state_, Z_DEFAULT_COMPRESSION, kZlibVersion,
-                         static_cast<int>(sizeof state_)) != Z_OK;
+ocstreambuf::ocstreambuf(std::streambuf* sink, int level) : sink_(sink) {
+  failed_ = deflateInit_(&state_, level, kZlibVersion, static_cast<int>(sizeof state_)) != Z_OK;
   state_.next_out = reinterpret_cast<Bytef*>(out_);
   state_.avail_out = kBufferSize;
   setp(in_, in_ + kBufferSize);
@@ -66,8 +65,8 @@ bool ocstreambuf::writeOut() {
 
 // The virtual base is built before the buffer exists, so it starts without one; rdbuf() also
 // clears the bad state that this leaves.
-ocstream::ocstream(std::ostream& sink)
-    : std::ostream(nullptr), buffer_(new ocstreambuf(sink.rdbuf())) {
+ocstream::ocstream(std::ostream& sink, int level)
+    : std::ostream(nullptr), buffer_(new ocstreambuf(sink.rdbuf(), level)) {
   rdbuf(buffer_);
 }
 

@@ -1,4 +1,4 @@
-// Deflates what is written to it into another stream (RFC 1950, zlib's default level). A failure of
+// Deflates what is written to it into another stream (RFC 1950). A failure of
 // zlib or of the sink sets the stream's bad state.
 #pragma once
 
@@ -9,8 +9,8 @@
 
 class ocstreambuf : public std::streambuf {
  public:
-  // sink is not owned and must outlive the object.
-  explicit ocstreambuf(std::streambuf* sink);
+  // sink is not owned and must outlive the object. level is zlib's: 0 to 9, -1 for its default.
+  explicit ocstreambuf(std::streambuf* sink, int level = Z_DEFAULT_COMPRESSION);
   // Finishes the compressed stream unless finish() did.
   ~ocstreambuf() override;
   ocstreambuf(const ocstreambuf&) = delete;
@@ -41,7 +41,7 @@ class ocstreambuf : public std::streambuf {
 
 class ocstream : public virtual std::ostream {
  public:
-  explicit ocstream(std::ostream& sink);
+  explicit ocstream(std::ostream& sink, int level = Z_DEFAULT_COMPRESSION);
   ~ocstream() override;
   ocstream(const ocstream&) = delete;
   ocstream& operator=(const ocstream&) = delete;
