@@ -5,15 +5,16 @@
 #include "stream/ifilestream.h"
 #include "stream/ipackstream.h"
 #include "stream/packformat.h"
+#include "tests/support/packbuilder.h"
 #include "tests/support/tree.h"
 #include "tests/tpk/failuretext.h"
-#include "tools/tpk/archive.h"
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signer.h"
 #include "tools/tpk/verify.h"
 
 #include <csignal>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -59,8 +60,16 @@ class Build : public ::testing::Test {
     manifest.image = true;
     manifest.onInstall = "echo hello\n";
     manifest.onUninstall = "echo bye\n";
-    manifest.files = path("root");
+    manifest.hasFiles = true;
+    manifest.sources.push_back(folder("root"));
     return manifest;
+  }
+
+  FileSource folder(const std::string& name) const {
+    FileSource source;
+    source.path = path(name);
+    source.where = "package.toml:1";
+    return source;
   }
 
   void build(const Manifest& manifest) { buildPackage(manifest, signer_.get(), file()); }
@@ -150,15 +159,54 @@ TEST_F(Build, ScriptsAreTheTexts) {
   EXPECT_EQ(contents(kPartImage), "");
 }
 
-TEST_F(Build, ArchiveInflatesToTheFolder) {
+std::string inflated(const std::string& contents) {
+  std::istringstream compressed(contents);
+  icstream in(compressed, false);
+  return std::string{std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST_F(Build, ArchiveInflatesToTheFiles) {
   build(full("one"));
-  std::istringstream compressed(contents(kPartArchive));
-  icstream inflated(compressed, false);
-  const std::string archive{std::istreambuf_iterator<char>(inflated), {}};
-  std::ostringstream expected;
-  writeArchive(expected, path("root"));
-  EXPECT_EQ(archive, expected.str());
-  EXPECT_NE(archive.find("etc/hellohello\n"), std::string::npos);
+  ArchiveBuilder expected;
+  expected.time(1700000000).directory("etc").regular("etc/hello", "hello\n");
+  EXPECT_EQ(inflated(contents(kPartArchive)), expected.bytes());
+}
+
+TEST_F(Build, ArchiveOfNoFilesIsEmpty) {
+  Manifest manifest = simple("one");
+  manifest.hasFiles = true;
+  build(manifest);
+  EXPECT_EQ(types(), "1 16 4 9 ");
+  EXPECT_EQ(inflated(contents(kPartArchive)), "");
+}
+
+TEST_F(Build, CompressionIsTheLevelThatWasAskedFor) {
+  std::string text;
+  for (int i = 0; i < 5000; ++i)
+    text += "line " + std::to_string(i % 37) + " of " + std::to_string(i) + "\n";
+  writeFile(path("root/etc/hello"), text);
+  std::map<int, std::size_t> sizes;
+  for (const int level : {-1, 0, 1, 6, 9}) {
+    Manifest manifest = full("one");
+    manifest.compression = level;
+    build(manifest);
+    sizes[level] = contents(kPartArchive).size();
+    EXPECT_NE(inflated(contents(kPartArchive)).find(text), std::string::npos);
+  }
+  EXPECT_EQ(sizes[-1], sizes[6]);
+  EXPECT_LE(sizes[9], sizes[6]);
+  EXPECT_LT(sizes[6], sizes[1]);
+  EXPECT_GT(sizes[0], text.size());
+}
+
+TEST_F(Build, DumbPackageHasItsMagic) {
+  Manifest manifest = simple("one");
+  manifest.dumb = true;
+  build(manifest);
+  PackageFile package;
+  ASSERT_TRUE(package.readFrom(file()));
+  EXPECT_TRUE(package.isDumb);
+  EXPECT_EQ(verifyFile(file()), Verdict::kGood);
 }
 
 TEST_F(Build, UnusedHeaderBytesAreZero) {
@@ -242,10 +290,10 @@ TEST_F(Build, EveryMemberOfABundleIsSigned) {
 
 TEST_F(Build, FailureLeavesTheOldFileAndNothingElse) {
   Manifest manifest = full("one");
-  manifest.files = path("missing");
+  manifest.sources = {folder("missing")};
   writeFile(file(), "old");
   EXPECT_EQ(failureOf([&] { build(manifest); }),
-            path("missing") + ": cannot be opened: No such file or directory");
+            "package.toml:1: " + path("missing") + " does not exist");
   EXPECT_EQ(listTree(temp_.path(), 0, {"/root"}), "/package.tpk file\n");
   EXPECT_EQ(readFile(file()), "old");
 }

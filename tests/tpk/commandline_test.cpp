@@ -119,7 +119,7 @@ TEST_F(TpkProgram, BadDescriptionsAreStatusOne) {
   writeFile(path("package.toml"), "name = \"one\"\n");
   const ProcessResult result = run({"build", "package.toml"});
   EXPECT_TRUE(result.exited(1)) << result;
-  EXPECT_EQ(result.err, "tpk: package.toml:1: version is missing\n");
+  EXPECT_EQ(result.err, "tpk: package.toml:1: version is missing; add version = \"1.0\"\n");
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(listTree(temp_.path(), 0), "/package.toml file\n");
 }

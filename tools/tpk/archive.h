@@ -1,10 +1,13 @@
-// The file archive of a package out of a folder (stream/packformat.h, ArchiveHeader).
+// The file archive of a package (stream/packformat.h, ArchiveHeader).
 #pragma once
 
-#include <ostream>
-#include <string>
+#include "tools/tpk/filetree.h"
 
-// Writes an entry for everything below the folder, sorted by name, a directory before what is in
-// it. Names are relative to the folder; the owner is root; modes and times are those of the files.
-// Throws Failure for what an archive cannot hold and for files that cannot be read.
-void writeArchive(std::ostream& out, const std::string& folder);
+#include <functional>
+#include <ostream>
+
+// Writes an entry for every node, in the order of the tree. written is told how many bytes of data
+// were just written, and may throw. Throws Failure for files that cannot be read or have changed; a
+// stream that fails shows it in its state.
+void writeArchive(std::ostream& out, const FileTree& tree, const Spool& spool,
+                  const std::function<void(std::size_t)>& written);

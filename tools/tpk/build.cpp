@@ -8,35 +8,125 @@
 #include "tools/tpk/archive.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/hostfile.h"
+#include "tools/tpk/packagefiles.h"
+#include "tools/tpk/pendingfile.h"
+#include "tools/tpk/progress.h"
 #include "tools/tpk/sign.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+#include <unistd.h>
+
 namespace {
+
+// One package with all that its description leads to.
+struct Prepared {
+  const Manifest& manifest;
+  FileTree files;
+  std::uint32_t buildTime;
+};
+
+// Where a build stands: what is prepared, and what the parts of it share.
+class Build {
+ public:
+  explicit Build(const PendingFile& output) : output_(output) {}
+
+  void prepare(const Manifest& manifest);
+
+  const std::vector<Prepared>& packages() const { return packages_; }
+  const Spool& spool() const { return spool_; }
+  std::uint32_t bundleTime() const { return bundleTime_; }
+  std::uint64_t dataSize() const;
+  const std::vector<std::string>& warnings() const { return warnings_; }
+
+ private:
+  std::int64_t addPackage(const Manifest& manifest);
+
+  const PendingFile& output_;
+  Spool spool_;
+  std::vector<Prepared> packages_;
+  std::uint32_t bundleTime_ = 0;
+  std::vector<std::string> warnings_;
+};
+
+// The build time decides which of two packages of one version is newer: without one that is given,
+// an unchanged package keeps its own, and a changed one has a later one.
+std::uint32_t buildTimeOf(const Manifest& manifest, std::int64_t newest) {
+  if (manifest.buildTime) return *manifest.buildTime;
+  if (newest > std::numeric_limits<std::uint32_t>::max())
+    throw Failure(manifest.name +
+                  ": what it packs was changed after the year 2106; add build-time = 1700000000");
+  return static_cast<std::uint32_t>(newest);
+}
+
+void Build::prepare(const Manifest& manifest) {
+  if (!manifest.isBundle) {
+    addPackage(manifest);
+    return;
+  }
+  Inputs inputs(&output_);
+  for (const std::string& path : manifest.inputs) inputs.note(path);
+  std::int64_t newest = inputs.newest();
+  for (const Manifest& member : manifest.members) newest = std::max(newest, addPackage(member));
+  bundleTime_ = buildTimeOf(manifest, newest);
+}
+
+// The time of the newest that goes in.
+std::int64_t Build::addPackage(const Manifest& manifest) {
+  Inputs inputs(&output_);
+  FileTree files = collectFiles(manifest, spool_, inputs, warnings_);
+  const std::uint32_t buildTime = buildTimeOf(manifest, inputs.newest());
+  settleFiles(manifest, buildTime, files);
+  packages_.push_back({manifest, std::move(files), buildTime});
+  return inputs.newest();
+}
+
+std::uint64_t Build::dataSize() const {
+  std::uint64_t sum = 0;
+  for (const Prepared& package : packages_) sum += package.files.dataSize();
+  return sum;
+}
+
+// errno is that of the write that failed; without one it was the length of a part or of the file.
+[[noreturn]] void failToWrite(const std::string& file) {
+  if (errno == 0) throw Failure(file + ": is larger than 4 GiB, the most that a package can have");
+  failWithErrno(file, "cannot be written");
+}
 
 // Writes the parts in the order in which their readers take them: first what describes the package,
 // then what is installed, the signature last, because it covers all before it.
 class PackageWriter {
  public:
-  PackageWriter(opackstream& out, bool withSignatures)
-      : out_(out), withSignatures_(withSignatures) {}
+  PackageWriter(opackstream& out, const std::string& file, const Build& build, bool withSignatures)
+      : out_(out),
+        file_(file),
+        build_(build),
+        withSignatures_(withSignatures),
+        progress_(STDERR_FILENO, "packing", build.dataSize()) {}
 
-  void addBundle(const Manifest& bundle) {
-    addDescription(bundle, kPartBundle);
-    // Directly before the first package: the installation looks for it nowhere else.
-    addList(kPartTurnOff, bundle.turnOff);
-    for (const Manifest& member : bundle.members) addPackage(member);
-  }
-
-  void addPackage(const Manifest& package) {
-    addDescription(package, kPartPackage);
-    if (package.onInstall) addPart(kPartOnInstall, *package.onInstall);
-    if (package.onUninstall) addPart(kPartOnUninstall, *package.onUninstall);
-    if (!package.files.empty()) addArchive(package.files);
-    if (withSignatures_) addPart(kPartSignature, std::string(SignatureRecord::kSize, '\0'));
+  void add(const Manifest& manifest) {
+    if (manifest.isBundle) {
+      addDescription(manifest, kPartBundle, build_.bundleTime());
+      // Directly before the first package: the installation looks for it nowhere else.
+      addList(kPartTurnOff, manifest.turnOff);
+    }
+    for (const Prepared& package : build_.packages()) addPackage(package);
   }
 
  private:
-  void addDescription(const Manifest& manifest, PartType opening) {
-    addHeader(manifest, opening);
+  void addPackage(const Prepared& package) {
+    const Manifest& manifest = package.manifest;
+    addDescription(manifest, kPartPackage, package.buildTime);
+    if (manifest.onInstall) addPart(kPartOnInstall, *manifest.onInstall);
+    if (manifest.onUninstall) addPart(kPartOnUninstall, *manifest.onUninstall);
+    if (manifest.hasFiles) addArchive(package);
+    if (withSignatures_) addPart(kPartSignature, std::string(SignatureRecord::kSize, '\0'));
+  }
+
+  void addDescription(const Manifest& manifest, PartType opening, std::uint32_t buildTime) {
+    addHeader(manifest, opening, buildTime);
     addPart(kPartArchitecture, manifest.architecture);
     if (!manifest.description.empty()) addPart(kPartDescription, manifest.description);
     addList(kPartRequires, manifest.deps);
@@ -45,14 +135,14 @@ class PackageWriter {
     if (manifest.image) addPart(kPartImage, "");
   }
 
-  void addHeader(const Manifest& manifest, PartType type) {
+  void addHeader(const Manifest& manifest, PartType type, std::uint32_t buildTime) {
     PackageHeader header;
     header.setName(manifest.name);
     header.setVersion(manifest.version);
-    header.setBuildTime(manifest.buildTime);
+    header.setBuildTime(buildTime);
     out_.beginPart(type);
     write(header);
-    out_.endPart();
+    endPart();
   }
 
   void addList(PartType type, const std::vector<PackageDep>& list) {
@@ -69,21 +159,35 @@ class PackageWriter {
       record.setWeight(dep.weight);
       write(record);
     }
-    out_.endPart();
+    endPart();
   }
 
-  void addArchive(const std::string& folder) {
+  void addArchive(const Prepared& package) {
     out_.beginPart(kPartArchive);
-    ocstream deflated(out_);
-    writeArchive(deflated, folder);
+    ocstream deflated(out_, package.manifest.compression);
+    writeArchive(deflated, package.files, build_.spool(), [this](std::size_t count) {
+      check();
+      progress_.add(count);
+    });
     if (!deflated.finish()) out_.setstate(std::ios_base::badbit);
-    out_.endPart();
+    endPart();
   }
 
   void addPart(PartType type, const std::string& contents) {
     out_.beginPart(type);
     out_.write(contents.data(), static_cast<std::streamsize>(contents.size()));
+    endPart();
+  }
+
+  void endPart() {
     out_.endPart();
+    check();
+  }
+
+  // At once: what is read in between leaves its own errno.
+  void check() {
+    if (!out_) failToWrite(file_);
+    errno = 0;
   }
 
   template <typename Record>
@@ -92,21 +196,28 @@ class PackageWriter {
   }
 
   opackstream& out_;
+  const std::string& file_;
+  const Build& build_;
   bool withSignatures_;
+  Progress progress_;
 };
 
 }  // namespace
 
-void buildPackage(const Manifest& manifest, const Signer* signer, const std::string& file) {
+std::vector<std::string> buildPackage(const Manifest& manifest, const Signer* signer,
+                                      const std::string& file) {
   PendingFile pending(file);
-  opackstream out(pending.workPath(), false);
+  Build build(pending);
+  build.prepare(manifest);
+  opackstream out(pending.workPath(), manifest.dumb);
   if (!out) failWithErrno(file, "cannot be created");
-  PackageWriter writer(out, signer != nullptr);
-  manifest.isBundle ? writer.addBundle(manifest) : writer.addPackage(manifest);
+  PackageWriter(out, file, build, signer != nullptr).add(manifest);
+  errno = 0;
   out.close();
-  if (!out) failWithErrno(file, "cannot be written");
+  if (!out) failToWrite(file);
   if (signer) signPackages(pending.workPath(), *signer);
   pending.commit();
+  return build.warnings();
 }
 
 std::string packageFileName(const Manifest& manifest) {

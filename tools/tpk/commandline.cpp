@@ -8,6 +8,7 @@
 #include "tools/tpk/list.h"
 #include "tools/tpk/manifest.h"
 #include "tools/tpk/newproduct.h"
+#include "tools/tpk/pendingfile.h"
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signer.h"
 #include "tools/tpk/verifycommand.h"
@@ -54,20 +55,29 @@ ExitStatus newProduct(const Arguments& arguments) {
   return kGood;
 }
 
+void warn(const std::vector<std::string>& warnings) {
+  for (const std::string& warning : warnings)
+    std::fprintf(stderr, "tpk: warning: %s\n", warning.c_str());
+}
+
 ExitStatus build(const Arguments& arguments) {
-  const Manifest manifest = readManifest(arguments.manifest, defaultBuildTime());
+  const Manifest manifest = readManifest(arguments.manifest);
+  warn(manifest.warnings);
   const std::string output =
       arguments.output.empty() ? packageFileName(manifest) : arguments.output;
   if (arguments.folder.empty()) {
-    buildPackage(manifest, nullptr, output);
+    warn(buildPackage(manifest, nullptr, output));
   } else {
     const auto data = readProductData(arguments.folder);
     SigningKey key;
     readSigningKey(arguments.folder, key);
     const Signer signer(*data, key);
-    buildPackage(manifest, &signer, output);
+    warn(buildPackage(manifest, &signer, output));
   }
-  std::printf("%s: %s\n", output.c_str(), arguments.folder.empty() ? "unsigned" : "signed");
+  // Not into the package, should standard output be where it goes.
+  std::FILE* const console = PendingFile(output).isReplaced() ? stdout : stderr;
+  std::fprintf(console, "%s: %s\n", output.c_str(),
+               arguments.folder.empty() ? "unsigned" : "signed");
   return kGood;
 }
 
@@ -155,7 +165,8 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
 
   CLI::App* const builder = app.add_subcommand("build", "build a package or a bundle");
   builder->add_option("MANIFEST", arguments.manifest, "package.toml or its folder")->required();
-  builder->add_option("-o,--output", arguments.output, "the file to write (NAME-VERSION.tpk)");
+  builder->add_option("-o,--output", arguments.output,
+                      "the file to write (NAME-VERSION.tpk); - for standard output");
   builder->add_option("--key", arguments.folder, "product data folder to sign with");
   chosen(builder, build);
 

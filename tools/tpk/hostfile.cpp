@@ -3,6 +3,7 @@
 #include "tools/tpk/failure.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
@@ -36,6 +37,7 @@ class Descriptor {
 bool writeWhole(int descriptor, const std::string& contents) {
   std::size_t done = 0;
   while (done < contents.size()) {
+    errno = 0;
     const ssize_t written = ::write(descriptor, contents.data() + done, contents.size() - done);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return false;
@@ -97,14 +99,19 @@ void removeHostFile(const std::string& path) { ::unlink(path.c_str()); }
 
 void removeHostDirectory(const std::string& path) { ::rmdir(path.c_str()); }
 
-PendingFile::PendingFile(const std::string& path)
-    : path_(path), workPath_(path + ".part" + std::to_string(::getpid())) {}
-
-PendingFile::~PendingFile() {
-  if (!committed_) removeHostFile(workPath_);
+std::string temporaryFolder() {
+  const char* const set = std::getenv("TMPDIR");
+  return set && *set ? set : "/tmp";
 }
 
-void PendingFile::commit() {
-  if (::rename(workPath_.c_str(), path_.c_str()) != 0) failWithErrno(path_, "cannot be created");
-  committed_ = true;
+int openTemporaryFile() {
+  const std::string folder = temporaryFolder();
+  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (file >= 0) return file;
+  // Not every file system has files that never had a name.
+  std::string path = folder + "/tpkXXXXXX";
+  file = ::mkostemp(path.data(), O_CLOEXEC);
+  if (file < 0) failWithErrno(folder, "a temporary file cannot be created");
+  ::unlink(path.c_str());
+  return file;
 }

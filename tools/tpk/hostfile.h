@@ -20,24 +20,11 @@ bool makeHostDirectory(const std::string& path);
 void removeHostFile(const std::string& path);
 void removeHostDirectory(const std::string& path);
 
-// A file that is written beside its final place and appears there whole or not at all.
-class PendingFile {
- public:
-  explicit PendingFile(const std::string& path);
-  ~PendingFile();
-  PendingFile(const PendingFile&) = delete;
-  PendingFile& operator=(const PendingFile&) = delete;
+// TMPDIR, or /tmp when it is not set.
+std::string temporaryFolder();
 
-  // Where to write.
-  const std::string& workPath() const { return workPath_; }
-  // Puts the file into its place.
-  void commit();
-
- private:
-  std::string path_;
-  std::string workPath_;
-  bool committed_ = false;
-};
+// A file below it without a name, open for reading and writing; the descriptor is the caller's.
+int openTemporaryFile();
 
 // "path: what: the system's text for errno"
 [[noreturn]] void failWithErrno(const std::string& path, const std::string& what);

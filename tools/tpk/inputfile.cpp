@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <vector>
 
@@ -21,18 +20,6 @@ constexpr std::uint64_t kLongestFile =
     std::uint64_t{FileHeader::kSize} + std::numeric_limits<std::uint32_t>::max();
 
 enum : std::size_t { kCopySize = 65536 };
-
-int openTemporary() {
-  const std::string folder = std::filesystem::temp_directory_path();
-  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (file >= 0) return file;
-  // Not every file system has files that never had a name.
-  std::string path = folder + "/tpkXXXXXX";
-  file = ::mkostemp(path.data(), O_CLOEXEC);
-  if (file < 0) failWithErrno(folder, "a temporary file cannot be created");
-  ::unlink(path.c_str());
-  return file;
-}
 
 void writeAll(int to, const char* data, std::size_t count) {
   while (count > 0) {
@@ -72,7 +59,7 @@ InputFile::Descriptor::~Descriptor() {
 
 InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : path) {
   if (path == "-") {
-    descriptor_.number = openTemporary();
+    descriptor_.number = openTemporaryFile();
     copyAll(STDIN_FILENO, descriptor_.number, name_);
   } else {
     descriptor_.number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -91,7 +78,7 @@ void InputFile::takePipe() {
   if (!S_ISFIFO(mode) && !S_ISSOCK(mode)) throw EnvironmentFailure(name_ + ": is not a file");
   const Descriptor pipe(descriptor_.number);
   descriptor_.number = -1;
-  descriptor_.number = openTemporary();
+  descriptor_.number = openTemporaryFile();
   copyAll(pipe.number, descriptor_.number, name_);
 }
 

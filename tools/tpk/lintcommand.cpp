@@ -2,6 +2,7 @@
 
 #include "tools/tpk/graph.h"
 #include "tools/tpk/hostfile.h"
+#include "tools/tpk/pendingfile.h"
 
 #include <cstdio>
 #include <ctime>

@@ -39,7 +39,7 @@ bool isManifest(const std::string& path) {
 
 std::unique_ptr<InputFile> openPackage(const std::string& path) {
   if (!isManifest(path)) return std::make_unique<InputFile>(path);
-  const Manifest manifest = readManifest(path, defaultBuildTime());
+  const Manifest manifest = readManifest(path);
   const BuildFolder folder;
   buildPackage(manifest, nullptr, folder.package());
   return std::make_unique<InputFile>(folder.package());
