@@ -73,7 +73,7 @@ std::string findBash() {
   std::string rest = path ? path : "";
   while (!rest.empty()) {
     const std::size_t end = rest.find(':');
-    const std::string candidate = rest.substr(0, end) + "/bash";
+    std::string candidate = rest.substr(0, end) + "/bash";
     rest = end == std::string::npos ? "" : rest.substr(end + 1);
     if (candidate[0] == '/' && ::access(candidate.c_str(), X_OK) == 0) return candidate;
   }

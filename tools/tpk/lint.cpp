@@ -48,6 +48,7 @@ std::vector<LintFinding> lintFiles(const std::vector<std::string>& files,
       runChecks(containerChecks(), *package, findings);
       runChecks(headerChecks(), *package, findings);
       runChecks(archiveChecks(), *package, findings);
+      runChecks(pathChecks(), *package, findings);
       runChecks(scriptChecks(), *package, findings);
     }
   }
@@ -67,6 +68,7 @@ std::vector<LintRule> allLintRules() {
   appendRules(containerChecks(), rules);
   appendRules(headerChecks(), rules);
   appendRules(archiveChecks(), rules);
+  appendRules(pathChecks(), rules);
   appendRules(scriptChecks(), rules);
   appendRules(setChecks(), rules);
   return rules;

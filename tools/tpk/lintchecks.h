@@ -7,7 +7,6 @@
 #include "tools/tpk/packreader.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,6 +37,13 @@ struct LintPackage {
   bool isMember() const;
 };
 
+// Entries that are passed over leave nothing behind that could hurt.
+template <typename Check>
+void eachPlaced(const LintPackage& package, Check check) {
+  for (const LintEntry& entry : package.entries)
+    if (!entry.archived.header.skip()) check(entry);
+}
+
 struct LintFile {
   std::string name;
   const LintOptions* options = nullptr;
@@ -46,8 +52,6 @@ struct LintFile {
   PackedFile packed;
   PackageFile described;  // as the installer's planning sees it, with the carried packages
   std::vector<std::unique_ptr<LintPackage>> packages;  // a bundle first, then what it carries
-
-  const LintPackage* bundle() const;  // null when there is none
 };
 
 struct LintSet {
@@ -87,7 +91,8 @@ using SetCheck = LintCheck<LintSet>;
 const std::vector<FileCheck>& fileChecks();          // of the file as a whole (lintcontainer.cpp)
 const std::vector<PackageCheck>& containerChecks();  // parts, signatures, bundles
 const std::vector<PackageCheck>& headerChecks();     // what a package says of itself
-const std::vector<PackageCheck>& archiveChecks();    // what it brings
+const std::vector<PackageCheck>& archiveChecks();    // the entries of its archive
+const std::vector<PackageCheck>& pathChecks();       // where they go
 const std::vector<PackageCheck>& scriptChecks();
 const std::vector<SetCheck>& setChecks();  // of packages beside each other
 

@@ -246,7 +246,7 @@ const std::vector<PackageCheck> kContainerChecks = {
       "Drop the requirement."},
      bundleRequiresMember},
     {{"repeated-member", Severity::kError,
-      "Of several packages with one name only the last stays installed; a bundle counts as one.",
+      "Of several packages with one name only one stays installed; the bundle counts as well.",
       "Give each package a name of its own."},
      repeatedMember},
     {{"turn-off-non-member", Severity::kWarning,

@@ -89,10 +89,6 @@ void readPackages(const InputFile& input, LintFile& file) {
 
 bool LintPackage::isMember() const { return !isBundle && file->packed.bundle; }
 
-const LintPackage* LintFile::bundle() const {
-  return packed.bundle && !packages.empty() ? packages.front().get() : nullptr;
-}
-
 std::unique_ptr<LintFile> readLintFile(const std::string& name, const LintOptions& options) {
   auto file = std::make_unique<LintFile>();
   file->name = name;

@@ -155,12 +155,14 @@ void repeatedRelation(const LintPackage& package, LintSink& sink) {
 
 const std::vector<PackageCheck> kHeaderChecks = {
     {{"name-with-space", Severity::kError,
-      "A name has white space in it: the installer cannot read the record back that it writes, and "
-      "takes the package away again.",
+      "A record cannot be read back when a name in its lists has white space in it, and the "
+      "package "
+      "is taken away again; what requires or brings a package so named shares its fate.",
       "Use another name."},
      nameWithSpace},
     {{"empty-name", Severity::kError,
-      "A list names a package by an empty name: the installer cannot read the record back.",
+      "A record cannot be read back when a name in its lists is empty, and the package is taken "
+      "away again.",
       "Drop the entry or name the package."},
      emptyName},
     {{"hidden-name", Severity::kError,
