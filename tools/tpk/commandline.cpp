@@ -10,12 +10,14 @@
 #include "tools/tpk/newproduct.h"
 #include "tools/tpk/pendingfile.h"
 #include "tools/tpk/productfolder.h"
-#include "tools/tpk/signer.h"
+#include "tools/tpk/signcommand.h"
+#include "tools/tpk/signingset.h"
 #include "tools/tpk/verifycommand.h"
 
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -30,6 +32,8 @@ struct Arguments {
   ListOptions list;
   LintArguments lint;
   GraphArguments graph;
+  SignOptions sign;
+  std::vector<std::string> digest;
 };
 
 // The product data of the folder in place of those built in; none when it has no name.
@@ -68,11 +72,8 @@ ExitStatus build(const Arguments& arguments) {
   if (arguments.folder.empty()) {
     warn(buildPackage(manifest, nullptr, output));
   } else {
-    const auto data = readProductData(arguments.folder);
-    SigningKey key;
-    readSigningKey(arguments.folder, key);
-    const Signer signer(*data, key);
-    warn(buildPackage(manifest, &signer, output));
+    const SigningSet set(arguments.folder);
+    warn(buildPackage(manifest, &set.signer(), output));
   }
   // Not into the package, should standard output be where it goes.
   std::FILE* const console = PendingFile(output).isReplaced() ? stdout : stderr;
@@ -99,6 +100,12 @@ ExitStatus lint(const Arguments& arguments) {
 }
 
 ExitStatus graph(const Arguments& arguments) { return graphCommand(arguments.graph); }
+
+ExitStatus sign(const Arguments& arguments) { return signCommand(arguments.sign); }
+
+ExitStatus unsignFiles(const Arguments& arguments) { return unsignCommand(arguments.sign); }
+
+ExitStatus digest(const Arguments& arguments) { return digestCommand(arguments.digest); }
 
 using Command = ExitStatus (*)(const Arguments&);
 
@@ -149,6 +156,25 @@ void addGraph(CLI::App& app, Arguments& arguments, Command& command) {
   grapher->callback([&command] { command = graph; });
 }
 
+void addSigning(CLI::App& app, Arguments& arguments, Command& command) {
+  const auto add = [&](const char* name, const char* what, Command action) {
+    CLI::App* const added = app.add_subcommand(name, what);
+    added->callback([&command, action] { command = action; });
+    return added;
+  };
+  const auto addFiles = [&arguments](CLI::App* to) {
+    to->add_option("-o,--output", arguments.sign.output, "the file to write (the file itself)");
+    to->add_option("FILE", arguments.sign.files, "package files, - for standard input")->required();
+  };
+  CLI::App* const signs = add("sign", "add or replace the signature of every package", sign);
+  signs->add_option("--key", arguments.sign.key, "product data folder to sign with")->required();
+  addFiles(signs);
+  addFiles(add("unsign", "take the signatures of packages away", unsignFiles));
+
+  CLI::App* const digests = add("digest", "print packages as lines of a list of digests", digest);
+  digests->add_option("FILE", arguments.digest, "package files, - for standard input")->required();
+}
+
 // The command line's words; command becomes the one that was given.
 void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   const auto chosen = [&command](CLI::App* subcommand, Command what) {
@@ -179,6 +205,7 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   verifier->add_flag("--json", arguments.verify.json, "print the verdicts as JSON");
   chosen(verifier, verify);
 
+  addSigning(app, arguments, command);
   addInspection(app, arguments, command);
   addLint(app, arguments, command);
   addGraph(app, arguments, command);

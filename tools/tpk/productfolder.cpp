@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <sodium.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -17,6 +18,8 @@ const char kHashConstants[] = "hash-constants";
 const char kRootSelector[] = "root-selector";
 const char kKnownDigests[] = "known-digests";
 const char kSigningKey[] = "signing-key";
+
+const char kDevelopmentKey[] = "development key";
 
 enum : std::size_t { kWordSize = 4, kEntriesPerLine = 4 };
 
@@ -215,6 +218,18 @@ std::unique_ptr<ProductData> readProductData(const std::string& folder) {
 
 void readSigningKey(const std::string& folder, SigningKey& key) {
   readBytes(folder, kSigningKey, key.bytes);
+}
+
+std::string signingKeyWarning(const std::string& folder) {
+  const std::string path = folder + "/" + kSigningKey;
+  struct stat status;
+  if (::stat(path.c_str(), &status) != 0 || (status.st_mode & (S_IRGRP | S_IROTH)) == 0)
+    return std::string();
+  std::string text = readHostFile(path);
+  const bool isPublic = text.find(kDevelopmentKey) != std::string::npos;
+  sodium_memzero(text.data(), text.size());
+  if (isPublic) return std::string();
+  return path + ": others can read it; remedy: chmod go= " + path;
 }
 
 void writeProductFolder(const std::string& folder, const ProductData& data, const SigningKey& key) {

@@ -26,6 +26,9 @@ std::unique_ptr<ProductData> readProductData(const std::string& folder);
 
 // Throws Failure, also when the folder has no signing key.
 void readSigningKey(const std::string& folder, SigningKey& key);
+// What to say of a signing key that others than its owner can read; empty when there is nothing to
+// say. A comment with the words "development key" in the file settles it: such a key is no secret.
+std::string signingKeyWarning(const std::string& folder);
 
 // Creates the folder with all its files, the signing key readable by its owner only. Throws
 // Failure, also when there is such a folder with one of the files in it.

@@ -1,71 +1,94 @@
 #include "tools/tpk/sign.h"
 
-#include "stream/ifilestream.h"
-#include "stream/ipackstream.h"
-#include "stream/packformat.h"
-#include "stream/sha1.h"
+#include "stream/opackstream.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/hostfile.h"
+#include "tools/tpk/inputfile.h"
+#include "tools/tpk/packreader.h"
 #include "tools/tpk/signer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <vector>
 
 namespace {
 
-// What one signature covers: from the header of the package's first part up to the record.
-struct SignedRange {
-  std::uint32_t begin;
-  std::uint32_t record;
+enum : std::size_t { kCopySize = 65536 };
+
+// The parts of a file, in their order, into another one.
+class PartCopier {
+ public:
+  PartCopier(const InputFile& from, opackstream& to)
+      : name_(from.name()), from_(from.open()), to_(to), buffer_(kCopySize) {}
+
+  // All but signatures.
+  void copy(const std::vector<PartSpan>& parts) {
+    for (const PartSpan& part : parts) {
+      if (part.type == kPartSignature) continue;
+      to_.beginPart(part.type);
+      copyBytes(part.offset, part.size);
+      to_.endPart();
+    }
+  }
+
+  void addRoomForSignature() {
+    const SignatureRecord empty;
+    to_.beginPart(kPartSignature);
+    to_.write(reinterpret_cast<const char*>(empty.bytes), sizeof empty.bytes);
+    to_.endPart();
+  }
+
+  void copyBytes(std::uint64_t offset, std::uint64_t count) {
+    from_->seekg(static_cast<std::streamoff>(offset));
+    while (count > 0 && to_) {
+      const std::uint64_t wanted = std::min<std::uint64_t>(count, buffer_.size());
+      errno = 0;  // a file that was cut short meanwhile sets none
+      if (!from_->read(buffer_.data(), static_cast<std::streamsize>(wanted)))
+        failWithErrno(name_, "cannot be read");
+      to_.write(buffer_.data(), static_cast<std::streamsize>(wanted));
+      count -= wanted;
+    }
+  }
+
+ private:
+  std::string name_;
+  std::unique_ptr<std::istream> from_;
+  opackstream& to_;
+  std::vector<char> buffer_;
 };
-
-std::vector<SignedRange> findRanges(const std::string& file) {
-  ifilestream in(file);
-  if (!in.isOpen()) failWithErrno(file, "cannot be opened");
-  ipackstream parts(in, false);
-  parts.accept(kPartPackage);
-  parts.accept(kPartSignature);
-
-  std::vector<SignedRange> ranges;
-  std::uint32_t type = parts.next();
-  while (type == kPartPackage) {
-    const std::uint32_t begin = parts.offset() - std::uint32_t{PartHeader::kSize};
-    if (parts.next() != kPartSignature || parts.size() < SignatureRecord::kSize)
-      throw Failure(file + ": a package without room for a signature");
-    ranges.push_back({begin, parts.offset()});
-    type = parts.next();
-  }
-  if (type != kNoPart || ranges.empty()) throw Failure(file + ": holds no packages");
-  return ranges;
-}
-
-void digestOf(const std::string& file, const SignedRange& range, unsigned char* digest) {
-  ifilestream in(file);
-  in.seekg(range.begin);
-  SHA1 hash;
-  std::vector<char> buffer(65536);
-  std::size_t left = range.record - range.begin;
-  while (left > 0) {
-    const std::size_t wanted = std::min(left, buffer.size());
-    in.read(buffer.data(), static_cast<std::streamsize>(wanted));
-    if (static_cast<std::size_t>(in.gcount()) != wanted) failWithErrno(file, "cannot be read");
-    hash.update(buffer.data(), static_cast<unsigned>(wanted));
-    left -= wanted;
-  }
-  hash.digest(digest);
-}
 
 }  // namespace
 
+void rewriteSignatures(const InputFile& in, const Signer* signer, const std::string& out) {
+  const PackedFile file = readPackedFile(in);
+  errno = 0;
+  opackstream written(out, file.dumb);
+  if (!written) failWithErrno(out, "cannot be created");
+  PartCopier copier(in, written);
+  copier.copy(file.strays);
+  if (file.bundle) copier.copy(file.bundle->parts);
+  for (const auto& package : file.packages) {
+    copier.copy(package->parts);
+    if (signer) copier.addRoomForSignature();
+  }
+  copier.copyBytes(file.size - file.trailing, file.trailing);
+  written.close();
+  if (!written) failWithErrno(out, "cannot be written");
+  if (signer) signPackages(out, *signer);
+}
+
 void signPackages(const std::string& file, const Signer& signer) {
-  const std::vector<SignedRange> ranges = findRanges(file);
+  const InputFile in(file);
+  const PackedFile packages = readPackedFile(in);
+  errno = 0;
   std::fstream out(file, std::ios_base::in | std::ios_base::out | std::ios_base::binary);
-  for (const SignedRange& range : ranges) {
-    unsigned char digest[SHA1::kDigestSize];
-    digestOf(file, range, digest);
-    const SignatureRecord record = signer.sign(digest);
-    out.seekp(range.record);
+  for (const auto& package : packages.packages) {
+    const PartSpan* const room = package->find(kPartSignature);
+    if (!room || room->size < SignatureRecord::kSize)
+      throw Failure(file + ": a package without room for a signature");
+    const SignatureRecord record = signer.sign(package->digest.data());
+    out.seekp(static_cast<std::streamoff>(room->offset));
     out.write(reinterpret_cast<const char*>(record.bytes), sizeof record.bytes);
   }
   out.close();
