@@ -2,6 +2,7 @@
 
 #include "tools/tpk/build.h"
 #include "tools/tpk/command.h"
+#include "tools/tpk/dumpcommand.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/info.h"
 #include "tools/tpk/lintcommand.h"
@@ -34,6 +35,8 @@ struct Arguments {
   GraphArguments graph;
   SignOptions sign;
   std::vector<std::string> digest;
+  std::string file;  // to dump
+  bool full = false;
 };
 
 // The product data of the folder in place of those built in; none when it has no name.
@@ -107,6 +110,11 @@ ExitStatus unsignFiles(const Arguments& arguments) { return unsignCommand(argume
 
 ExitStatus digest(const Arguments& arguments) { return digestCommand(arguments.digest); }
 
+ExitStatus dump(const Arguments& arguments) {
+  const ProductChoice product(arguments.folder);
+  return dumpCommand(arguments.file, arguments.full);
+}
+
 using Command = ExitStatus (*)(const Arguments&);
 
 void addInspection(CLI::App& app, Arguments& arguments, Command& command) {
@@ -125,6 +133,11 @@ void addInspection(CLI::App& app, Arguments& arguments, Command& command) {
   lister->add_flag("--json", arguments.list.json, "print an array with an object for each package");
   lister->add_option("FILE", arguments.list.file, "the package file, - for standard input")
       ->required();
+
+  CLI::App* const dumper = add("dump", "show every field of a package", dump);
+  dumper->add_option("--product", arguments.folder, "product data folder (the one built in)");
+  dumper->add_flag("--full", arguments.full, "do not cut what is long");
+  dumper->add_option("FILE", arguments.file, "the package file, - for standard input")->required();
 }
 
 void addLint(CLI::App& app, Arguments& arguments, Command& command) {
