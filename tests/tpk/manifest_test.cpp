@@ -79,6 +79,7 @@ TEST_F(ManifestFile, TakesAbsolutePaths) {
 TEST_F(ManifestFile, FolderStandsForItsDescription) {
   readWith("");
   EXPECT_EQ(readManifest(temp_.path()).name, "one");
+  EXPECT_EQ(readManifest(temp_.path() + "//").inputs, std::vector<std::string>{file()});
 }
 
 TEST_F(ManifestFile, ListsHaveNamesAndRanges) {

@@ -116,6 +116,13 @@ void checkMember(const TableReader& table, const toml::node& node, const TomlSou
                           " has dumb = true, which is for whole files; give it to the bundle");
 }
 
+// A folder's description, without the "/" that shells complete behind a folder.
+std::string manifestFile(const std::string& path) {
+  if (!isHostDirectory(path)) return path;
+  const auto end = path.find_last_not_of('/');
+  return (end == std::string::npos ? "" : path.substr(0, end + 1)) + "/" + kManifestName;
+}
+
 void readHeader(const TableReader& table, Manifest& manifest) {
   const toml::node& name = table.need("name", "\"hello\"");
   manifest.name = checkedName(table.source(), name, table.text("name"));
@@ -135,7 +142,7 @@ void readHeader(const TableReader& table, Manifest& manifest) {
 // memberOf: where the bundle names this package; null for one that stands alone.
 Manifest readDescription(const std::string& path, const toml::node* memberOf,
                          const TomlSource* bundle) {
-  const std::string file = isHostDirectory(path) ? path + "/" + kManifestName : path;
+  const std::string file = manifestFile(path);
   const toml::table document = parseToml(file);
   const TomlSource source(file);
   const TableReader table(source, document, kKeys);

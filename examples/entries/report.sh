@@ -1,0 +1,3 @@
+#!/bin/bash
+. /opt/entries/defaults
+echo "all is well" >"$folder/$1"
