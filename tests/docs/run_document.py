@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Runs the commands of a Markdown document in an empty folder and compares what they print.
 
-    run_document.py [--write] --path DIR[:DIR...] DOCUMENT
+    run_document.py [--write] [--link DIR]... --path DIR[:DIR...] DOCUMENT
 
 A block ```console has commands, "$ command" with further lines as "> line", each followed by what
 it prints on both outputs. A block with a second word, as ```toml hello/package.toml, is a file, put
-there when its turn comes. All commands run in one shell. --write puts what was printed into the
+there when its turn comes. All commands run in one shell. --link puts a link to the folder there. --write puts what was printed into the
 document.
 
 Exit status: 0 the document is true, 1 it is not.
@@ -88,6 +88,7 @@ def rewritten(lines, steps, printed):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--write", action="store_true")
+    parser.add_argument("--link", type=Path, action="append", default=[])
     parser.add_argument("--path", required=True)
     parser.add_argument("document", type=Path)
     options = parser.parse_args()
@@ -98,6 +99,8 @@ def main():
         print(f"{options.document}: no commands")
         return 1
     with tempfile.TemporaryDirectory() as folder:
+        for target in options.link:
+            Path(folder, target.name).symlink_to(target.resolve())
         printed = run(steps, options.path, folder)
     true = rewritten(lines, steps, printed)
     if options.write:

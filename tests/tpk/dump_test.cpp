@@ -4,6 +4,9 @@
 
 #include "tests/support/hex.h"
 #include "tests/support/packbuilder.h"
+#include "tests/support/privilege.h"
+#include "tests/support/process.h"
+#include "tests/support/router.h"
 #include "tests/support/tree.h"
 #include "tests/support/vectors.h"
 #include "tools/tpk/inputfile.h"
@@ -14,6 +17,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -199,9 +203,26 @@ TEST_F(DumpFile, PartsOutOfTurnAreNoted) {
       dump(pack().part(kPartArchive, deflated("")).part(kPartOnInstall, "x").sign().finish()),
       HasSubstr("^ note: out of turn: an installation stops here"));
   EXPECT_THAT(dump(pack().sign().part(kPartOnInstall, "x").finish()),
-              HasSubstr("^ note: behind the signature: it is not read"));
+              HasSubstr("^ note: behind the signature, which does not cover it"));
   EXPECT_THAT(dump(pack().part(99, "x").sign().finish()),
               HasSubstr("part 99: of a type that readers pass over\n"));
+}
+
+TEST_F(DumpFile, InstallationStopsAtAPartOutOfTurn) {
+  NEEDS_CHROOT();
+  const std::string bytes = pack()
+                                .part(kPartArchitecture, "mipsel")
+                                .part(kPartOnUninstall, "x")
+                                .part(kPartOnInstall, "x")
+                                .sign()
+                                .finish();
+  EXPECT_THAT(dump(bytes), HasSubstr("^ note: out of turn: an installation stops here"));
+  EXPECT_EQ(status_, kGood);
+  Router router;
+  router.installed({"system", 0x03166600, 1}).drop("one.tpk", bytes);
+  const ProcessResult result = router.run();
+  EXPECT_THAT(result.out, HasSubstr("verified one.tpk")) << result;
+  EXPECT_THAT(result.out, HasSubstr("installation of one-1.0 failed: broken package")) << result;
 }
 
 TEST_F(DumpFile, UnusedBytesThatAreNotZeroAreNamed) {
@@ -232,8 +253,13 @@ TEST_F(DumpFile, EveryCutAndEveryFlippedByteStaysWithinBounds) {
       }
     }
   };
-  for (const char* name : {"a-mixed.tpk", "a-single.tpk"}) {
-    const std::string whole = vectorPackage(name);
+  const std::string wholes[] = {vectorPackage("a-mixed.tpk"),
+                                pack()
+                                    .list(kPartRequires, {PackageDep()})
+                                    .part(kPartOnInstall, "true\n")
+                                    .archive(someFiles())
+                                    .finish()};
+  for (const std::string& whole : wholes) {
     for (std::size_t i = 0; i < whole.size(); ++i) {
       check(whole.substr(0, i), i);
       std::string flipped = whole;
@@ -250,6 +276,58 @@ TEST_F(DumpFile, ManyEntriesAreNotManyLines) {
   const std::string text = dump(pack().archive(files).sign().finish());
   EXPECT_LT(text.size(), 40000U);
   EXPECT_THAT(text, HasSubstr("... 99950 entries more\n"));
+}
+
+// Compressed a thousandfold, and read in no more memory than any other archive.
+TEST_F(DumpFile, InflatedDataTakeNoMemory) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer's own memory is more than the limit";
+#endif
+  constexpr std::size_t kMegabyte = 1 << 20;
+  ArchiveHeader header;
+  header.setMode(ArchiveHeader::kRegular | 0644);
+  header.setDataSize(0xFFFFFFFF);
+  const std::string bomb =
+      pack()
+          .archive(ArchiveBuilder().entry(header, "", std::string(40 * kMegabyte, '\0')))
+          .sign()
+          .finish();
+  EXPECT_LT(bomb.size(), kMegabyte);
+  writeFile(temp_.path() + "/bomb.tpk", bomb);
+  Command command;
+  command.words = {TPK_PROGRAM, "dump", temp_.path() + "/bomb.tpk"};
+  command.prepare = [] {
+    const struct rlimit limit = {16 * kMegabyte, 16 * kMegabyte};
+    return setrlimit(RLIMIT_DATA, &limit) == 0;
+  };
+  const ProcessResult result = Process(command).wait(std::chrono::seconds(20));
+  EXPECT_TRUE(result.exited(1)) << result;
+  EXPECT_THAT(result.out, HasSubstr("^ here: archive: it ends in the middle of \"\"\n"));
+  EXPECT_LT(result.out.size(), 10000U);
+}
+
+// A part, a name or a list is only as long as the bytes that came.
+TEST_F(DumpFile, LengthsAreNotBelieved) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer's own memory is more than the limit";
+#endif
+  constexpr std::size_t kMegabyte = 1 << 20;
+  for (const int type : {2, 3, 4, 7, 9, 16, 21, 99}) {
+    const std::string path = temp_.path() + "/long.tpk";
+    writeFile(path,
+              pack().partHeader(static_cast<std::uint16_t>(type), 0xFFFFFFF0).raw("x\1").finish());
+    for (const char* word : {"dump", "verify"}) {
+      Command command;
+      command.words = {TPK_PROGRAM, word, path};
+      command.prepare = [] {
+        const struct rlimit limit = {16 * kMegabyte, 16 * kMegabyte};
+        return setrlimit(RLIMIT_DATA, &limit) == 0;
+      };
+      const ProcessResult result = Process(command).wait(std::chrono::seconds(20));
+      EXPECT_TRUE(result.exited(1)) << type << ": " << result;
+      EXPECT_THAT(result.out, HasSubstr("past the end of the file")) << type;
+    }
+  }
 }
 
 }  // namespace

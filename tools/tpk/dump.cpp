@@ -145,7 +145,7 @@ void Dump::noteTurn(const PartPlace& part) {
   const auto found = std::find(std::begin(kTurns), std::end(kTurns), part.type);
   const auto turn = static_cast<std::size_t>(found - std::begin(kTurns)) + 1;
   if (turn_ == std::size(kTurns)) {
-    out_.note("behind the signature: it is not read");
+    out_.note("behind the signature, which does not cover it");
   } else if (turn <= turn_) {
     out_.note(part.type == kPartDescription
                   ? "out of turn: it is not read"
