@@ -1,7 +1,5 @@
 #include "tools/tpk/archivereader.h"
 
-#include "stream/icstream.h"
-#include "stream/ipackstream.h"
 #include "stream/readbytes.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/inputfile.h"
@@ -10,23 +8,6 @@
 #include <algorithm>
 
 namespace {
-
-// Stands on the archive part whose contents begin at the offset.
-class ArchivePart {
- public:
-  ArchivePart(const InputFile& file, std::uint64_t offset)
-      : file_(file.open()), parts_(*file_, false) {
-    parts_.accept(kPartArchive);
-    while (parts_.next() != kNoPart && parts_.offset() != offset) {
-    }
-  }
-
-  ipackstream& stream() { return parts_; }
-
- private:
-  std::unique_ptr<std::istream> file_;
-  ipackstream parts_;
-};
 
 std::uint16_t zlibHeaderOf(const InputFile& file, std::uint64_t offset) {
   ArchivePart part(file, offset);
@@ -37,20 +18,18 @@ std::uint16_t zlibHeaderOf(const InputFile& file, std::uint64_t offset) {
 
 }  // namespace
 
-struct ArchiveReader::Streams {
-  Streams(const InputFile& file, std::uint64_t offset)
-      : part(file, offset), inflated(part.stream(), false) {}
-
-  ArchivePart part;
-  icstream inflated;
-};
+ArchivePart::ArchivePart(const InputFile& file, std::uint64_t offset)
+    : file_(file.open()), parts_(*file_, false) {
+  parts_.accept(kPartArchive);
+  while (parts_.next() != kNoPart && parts_.offset() != offset) {
+  }
+}
 
 ArchiveReader::ArchiveReader(const InputFile& file, std::uint64_t offset)
     : file_(file),
-      streams_(std::make_unique<Streams>(file, offset)),
+      part_(file, offset),
+      inflated_(part_.stream(), false),
       zlibHeader_(zlibHeaderOf(file, offset)) {}
-
-ArchiveReader::~ArchiveReader() = default;
 
 bool ArchiveReader::next(ArchiveEntry& entry) {
   char dropped[4096];
@@ -63,7 +42,7 @@ bool ArchiveReader::next(ArchiveEntry& entry) {
   entry.name = readText(entry.header.nameLength(), "the name of an entry");
   name_ = "\"" + printable(entry.name) + "\"";
   remaining_ = entry.header.dataSize();
-  if (!entry.header.skip()) readSmallData(entry);
+  readSmallData(entry);
   return true;
 }
 
@@ -78,7 +57,7 @@ std::size_t ArchiveReader::read(char* out, std::size_t count) {
 bool ArchiveReader::readHeader(ArchiveHeader& header) {
   const std::size_t got = readRaw(reinterpret_cast<char*>(header.bytes), sizeof header.bytes);
   if (got == sizeof header.bytes) return true;
-  if (got > 0 || !streams_->inflated.isComplete()) failShort("the header of an entry");
+  if (got > 0 || !inflated_.isComplete()) failShort("the header of an entry");
   return false;
 }
 
@@ -86,10 +65,12 @@ void ArchiveReader::readSmallData(ArchiveEntry& entry) {
   const std::uint32_t size = remaining_;
   const std::uint16_t type = entry.header.type();
   if (type == ArchiveHeader::kSymlink) {
+    if (size > kLongestTarget && entry.header.skip()) return;
     if (size > kLongestTarget)
       fail("the link " + name_ + " has a target of " + std::to_string(size) + " bytes");
     entry.target = readText(size, "the target of a link");
   } else if (type == ArchiveHeader::kCharDevice || type == ArchiveHeader::kBlockDevice) {
+    if (size != ArchiveHeader::kDeviceNumberSize && entry.header.skip()) return;
     if (size != ArchiveHeader::kDeviceNumberSize)
       fail("the device " + name_ + " has a number of " + std::to_string(size) + " bytes, not 4");
     unsigned char number[ArchiveHeader::kDeviceNumberSize];
@@ -103,21 +84,21 @@ void ArchiveReader::readSmallData(ArchiveEntry& entry) {
 
 std::size_t ArchiveReader::readRaw(char* out, std::size_t count) {
   if (count == 0) return 0;
-  streams_->inflated.read(out, static_cast<std::streamsize>(count));
-  const auto got = static_cast<std::size_t>(streams_->inflated.gcount());
+  inflated_.read(out, static_cast<std::streamsize>(count));
+  const auto got = static_cast<std::size_t>(inflated_.gcount());
   position_ += got;
   return got;
 }
 
 std::string ArchiveReader::readText(std::uint32_t count, const char* what) {
   std::string text;
-  if (count > 0 && !readBytes(streams_->inflated, count, text)) failShort(what);
+  if (count > 0 && !readBytes(inflated_, count, text)) failShort(what);
   position_ += count;
   return text;
 }
 
 void ArchiveReader::failShort(const std::string& where) const {
-  fail(streams_->inflated.isComplete()
+  fail(inflated_.isComplete()
            ? "it ends in the middle of " + where
            : "its compressed data are damaged or cut short in or before " + where);
 }

@@ -1,6 +1,8 @@
 // The file archive of a package, entry by entry (stream/packformat.h, ArchiveHeader).
 #pragma once
 
+#include "stream/icstream.h"
+#include "stream/ipackstream.h"
 #include "stream/packformat.h"
 
 #include <cstdint>
@@ -16,6 +18,19 @@ struct ArchiveEntry {
   std::uint32_t device = 0;  // of a device node; makedev() of the board's kernel
 };
 
+// The compressed data of an archive part as a stream.
+class ArchivePart {
+ public:
+  // The part's contents begin at the offset. The file must outlive the object.
+  ArchivePart(const InputFile& file, std::uint64_t offset);
+
+  ipackstream& stream() { return parts_; }
+
+ private:
+  std::unique_ptr<std::istream> file_;
+  ipackstream parts_;
+};
+
 class ArchiveReader {
  public:
   // The longest target of a link that a file system takes.
@@ -23,18 +38,18 @@ class ArchiveReader {
 
   // The archive part whose contents begin at the offset. The file must outlive the object.
   ArchiveReader(const InputFile& file, std::uint64_t offset);
-  ~ArchiveReader();
   ArchiveReader(const ArchiveReader&) = delete;
   ArchiveReader& operator=(const ArchiveReader&) = delete;
 
   // The next entry, past what is left of the current one's data. False at the archive's end. Throws
   // Failure when the archive ends early or its compressed data are broken, for a link with a longer
   // target and for a device without a number of four bytes. A link's target and a device's number
-  // are part of the entry, the data of everything else, and of entries that are skipped, are read
-  // through read().
+  // are part of the entry, the data of everything else are read through read(). Of an entry that
+  // the router passes over a target or a number that cannot be is left to read() as well.
   bool next(ArchiveEntry& entry);
   // At most count bytes of the current entry's data; 0 at their end. Throws Failure.
   std::size_t read(char* out, std::size_t count);
+  const InputFile& file() const { return file_; }
   // Of the current entry's data.
   std::uint32_t remaining() const { return remaining_; }
   // Inflated so far.
@@ -44,8 +59,6 @@ class ArchiveReader {
   std::uint16_t zlibHeader() const { return zlibHeader_; }
 
  private:
-  struct Streams;
-
   bool readHeader(ArchiveHeader& header);
   void readSmallData(ArchiveEntry& entry);
   std::size_t readRaw(char* out, std::size_t count);
@@ -54,7 +67,8 @@ class ArchiveReader {
   [[noreturn]] void fail(const std::string& what) const;
 
   const InputFile& file_;
-  std::unique_ptr<Streams> streams_;
+  ArchivePart part_;
+  icstream inflated_;
   std::uint16_t zlibHeader_ = 0;
   std::string name_;  // of the current entry, for messages
   std::uint32_t remaining_ = 0;

@@ -2,7 +2,9 @@
 
 #include "tools/tpk/build.h"
 #include "tools/tpk/command.h"
+#include "tools/tpk/diff.h"
 #include "tools/tpk/dumpcommand.h"
+#include "tools/tpk/extract.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/info.h"
 #include "tools/tpk/lintcommand.h"
@@ -31,6 +33,8 @@ struct Arguments {
   VerifyOptions verify;
   InfoOptions info;
   ListOptions list;
+  ExtractOptions extract;
+  DiffOptions diff;
   LintArguments lint;
   GraphArguments graph;
   SignOptions sign;
@@ -97,6 +101,10 @@ ExitStatus info(const Arguments& arguments) {
 
 ExitStatus list(const Arguments& arguments) { return listCommand(arguments.list); }
 
+ExitStatus extract(const Arguments& arguments) { return extractCommand(arguments.extract); }
+
+ExitStatus diff(const Arguments& arguments) { return diffCommand(arguments.diff); }
+
 ExitStatus lint(const Arguments& arguments) {
   const ProductChoice product(arguments.folder);
   return lintCommand(arguments.lint);
@@ -138,6 +146,17 @@ void addInspection(CLI::App& app, Arguments& arguments, Command& command) {
   dumper->add_option("--product", arguments.folder, "product data folder (the one built in)");
   dumper->add_flag("--full", arguments.full, "do not cut what is long");
   dumper->add_option("FILE", arguments.file, "the package file, - for standard input")->required();
+  CLI::App* const extractor = add("extract", "unpack a package without installing it", extract);
+  extractor->add_option("FILE", arguments.extract.file, "the package file, - for standard input")
+      ->required();
+  extractor->add_option("-C,--directory", arguments.extract.folder, "a new or an empty folder")
+      ->required();
+  extractor->add_flag("--devices", arguments.extract.devices, "make device nodes and FIFOs too");
+
+  CLI::App* const comparer = add("diff", "say what changed between two packages", diff);
+  comparer->footer("The exit status is 0 when the files are the same, and 1 when they are not.");
+  comparer->add_option("A", arguments.diff.before, "the package file before")->required();
+  comparer->add_option("B", arguments.diff.after, "the package file after")->required();
 }
 
 void addLint(CLI::App& app, Arguments& arguments, Command& command) {

@@ -17,13 +17,10 @@ namespace {
 
 bool isDevice(const ArchiveEntry& entry) {
   const std::uint16_t type = entry.header.type();
-  return !entry.header.skip() &&
-         (type == ArchiveHeader::kCharDevice || type == ArchiveHeader::kBlockDevice);
+  return type == ArchiveHeader::kCharDevice || type == ArchiveHeader::kBlockDevice;
 }
 
-bool isLink(const ArchiveEntry& entry) {
-  return !entry.header.skip() && entry.header.type() == ArchiveHeader::kSymlink;
-}
+bool isLink(const ArchiveEntry& entry) { return entry.header.type() == ArchiveHeader::kSymlink; }
 
 std::string sizeText(const ArchiveEntry& entry) {
   if (isDevice(entry))

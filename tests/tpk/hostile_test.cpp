@@ -1,0 +1,167 @@
+// What others made: every command that looks into packages meets packages that are cut short,
+// changed, or larger than they seem. A command may refuse them, but it must end on its own, write
+// nothing outside its target and use no memory for bytes that are not there.
+#include "tests/support/packbuilder.h"
+#include "tests/tpk/program.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr std::uint32_t kVersion = 0x03166600;
+
+ArchiveBuilder smallArchive() {
+  return ArchiveBuilder()
+      .directory("d")
+      .symlink("d/up", "../..")
+      .regular("d/up/f", "x")
+      .charDevice("t", 0x0501);
+}
+
+class HostilePackage : public TpkProgram {
+ protected:
+  void SetUp() override {
+    makeFolders(path("work"));
+    writeFile(path("work/good.tpk"), small(smallArchive()));
+  }
+
+  static std::string small(const ArchiveBuilder& archive) {
+    return PackBuilder()
+        .header("one", kVersion)
+        .part(kPartDescription, "d")
+        .part(kPartOnInstall, "i")
+        .archive(archive)
+        .finish();
+  }
+
+  // Whether the command ends on its own with one of the statuses that are about packages, and
+  // leaves nothing beside its own folder.
+  void expectHarmless(const std::vector<std::string>& arguments, const std::string& package,
+                      const std::string& what) const {
+    std::vector<std::string> words = {arguments[0], "-"};
+    words.insert(words.end(), arguments.begin() + 1, arguments.end());
+    const ProcessResult result = run(words, package);
+    EXPECT_TRUE(result.exited(0) || result.exited(1)) << what << '\n' << result;
+    EXPECT_EQ(listTree(temp_.path(), 0, {"/out"}), "/work dir\n/work/good.tpk file\n") << what;
+    removeTree(path("out"));
+  }
+  void expectAllHarmless(const std::vector<std::string>& arguments) const {
+    const std::string good = readFile(path("work/good.tpk"));
+    for (std::size_t i = 0; i < good.size(); ++i) {
+      expectHarmless(arguments, good.substr(0, i), "cut at " + std::to_string(i));
+      std::string bad = good;
+      bad[i] = static_cast<char>(bad[i] ^ 0x41);
+      expectHarmless(arguments, bad, "flipped " + std::to_string(i));
+    }
+  }
+};
+
+TEST_F(HostilePackage, InfoMeetsEveryTruncationAndEveryFlippedByte) { expectAllHarmless({"info"}); }
+
+TEST_F(HostilePackage, ListMeetsEveryTruncationAndEveryFlippedByte) { expectAllHarmless({"list"}); }
+
+TEST_F(HostilePackage, DiffMeetsEveryTruncationAndEveryFlippedByte) {
+  expectAllHarmless({"diff", "work/good.tpk"});
+}
+
+TEST_F(HostilePackage, ExtractMeetsEveryTruncationAndEveryFlippedByte) {
+  expectAllHarmless({"extract", "-C", "out"});
+}
+
+// The check value of the compressed data stops all of the above at the archive's door.
+TEST_F(HostilePackage, ExtractMeetsEveryFlippedByteOfTheEntries) {
+  const std::string good = smallArchive().bytes();
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    for (const int flip : {0x2E, 0x81}) {
+      std::string bad = good;
+      bad[i] = static_cast<char>(bad[i] ^ flip);
+      expectHarmless({"extract", "-C", "out"}, small(ArchiveBuilder().raw(bad)),
+                     "entry byte " + std::to_string(i));
+    }
+  }
+}
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kLimitsMemory = false;
+#else
+constexpr bool kLimitsMemory = true;
+#endif
+
+class HostileSize : public TpkProgram {
+ protected:
+  // With 64 MiB of memory for everything, the program itself included.
+  ProcessResult runSmall(const std::vector<std::string>& arguments,
+                         const std::string& package) const {
+    writeFile(path("package.tpk"), package);
+    Command command;
+    command.words = {TPK_PROGRAM};
+    command.words.insert(command.words.end(), arguments.begin(), arguments.end());
+    const std::string folder = temp_.path();
+    command.prepare = [folder] {
+      const rlimit limit = {64 << 20, 64 << 20};
+      return chdir(folder.c_str()) == 0 && setrlimit(RLIMIT_AS, &limit) == 0;
+    };
+    return Process(command).wait(std::chrono::seconds(15));
+  }
+  static std::string package(const ArchiveBuilder& archive) {
+    return PackBuilder().header("one", kVersion).archive(archive).finish();
+  }
+};
+
+#define NEEDS_MEMORY_LIMIT() \
+  if (!kLimitsMemory) GTEST_SKIP() << "the sanitizer needs more memory than the limit"
+
+TEST_F(HostileSize, LengthFieldsTakeNoMemory) {
+  NEEDS_MEMORY_LIMIT();
+  ArchiveHeader header;
+  header.setMode(0100644);
+  header.setNameLength(0xFFFF);
+  const std::vector<std::string> packages = {
+      PackBuilder().partHeader(kPartPackage, 0xFFFFFFFF).finish(),
+      PackBuilder().header("one", kVersion).partHeader(kPartDescription, 0xFFFFFFF0).finish(),
+      PackBuilder().header("one", kVersion).part(kPartRequires, "\xFF\xFF").finish(),
+      package(ArchiveBuilder().entry(header, "short", "")), [&header] {
+        header.setNameLength(1);
+        header.setDataSize(0xFFFFFFFF);
+        return package(ArchiveBuilder().entry(header, "a", ""));
+      }()};
+  writeFile(path("good.tpk"), package(ArchiveBuilder()));
+  for (const std::string& bytes : packages) {
+    EXPECT_TRUE(runSmall({"info", "package.tpk"}, bytes).exited(1));
+    EXPECT_TRUE(runSmall({"list", "package.tpk"}, bytes).exited(1));
+    EXPECT_TRUE(runSmall({"extract", "package.tpk", "-C", "out"}, bytes).exited(1));
+    EXPECT_TRUE(runSmall({"diff", "package.tpk", "good.tpk"}, bytes).exited(1));
+    EXPECT_FALSE(exists(path("out")));
+  }
+}
+
+TEST_F(HostileSize, DataThatInflateToMoreThanTheMemoryAreNotKept) {
+  NEEDS_MEMORY_LIMIT();
+  const std::string bytes = package(ArchiveBuilder().regular("a", std::string(80 << 20, 'x')));
+  writeFile(path("good.tpk"), package(ArchiveBuilder()));
+  EXPECT_THAT(runSmall({"info", "package.tpk"}, bytes).out, HasSubstr("83886080 bytes unpacked"));
+  EXPECT_TRUE(runSmall({"list", "package.tpk"}, bytes).exited(0));
+  EXPECT_THAT(runSmall({"diff", "good.tpk", "package.tpk"}, bytes).out, HasSubstr("+ a "));
+  EXPECT_TRUE(runSmall({"extract", "package.tpk", "-C", "out"}, bytes).exited(0));
+  EXPECT_EQ(listTree(path("out/root"), kTreeSize), "/a file size=83886080\n");
+}
+
+TEST_F(HostileSize, EntriesThatMemoryCannotHoldAreRefused) {
+  NEEDS_MEMORY_LIMIT();
+  const std::string entry = ArchiveBuilder().directory("d").bytes();
+  std::string entries;
+  while (entries.size() < 260000 * entry.size()) entries += entry;
+  const std::string bytes = package(ArchiveBuilder().raw(entries));
+  writeFile(path("good.tpk"), package(ArchiveBuilder()));
+  EXPECT_THAT(runSmall({"info", "package.tpk"}, bytes).out, HasSubstr("260000 entries"));
+  const std::string refusal =
+      "tpk: package.tpk: archive: it has more entries than any router holds\n";
+  EXPECT_EQ(runSmall({"diff", "good.tpk", "package.tpk"}, bytes).err, refusal);
+  EXPECT_EQ(runSmall({"extract", "package.tpk", "-C", "out"}, bytes).err, refusal);
+  EXPECT_FALSE(exists(path("out")));
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+#include "tools/tpk/archiveindex.h"
+
+#include "tools/tpk/failure.h"
+#include "tools/tpk/filetree.h"
+#include "tools/tpk/inputfile.h"
+
+#include <vector>
+
+namespace {
+
+std::string pathOf(const std::string& name) {
+  try {
+    return cleanPath(name);
+  } catch (const Failure&) {
+    return name;
+  }
+}
+
+}  // namespace
+
+void ArchiveBudget::take(const ArchiveEntry& entry, const ArchiveReader& archive) {
+  nameBytes_ += entry.name.size() + entry.target.size();
+  if (++entries_ > kMostEntries || nameBytes_ > kMostNameBytes)
+    throw Failure(archive.file().name() + ": archive: it has more entries than any router holds");
+}
+
+ArchiveIndex indexArchive(const InputFile& file, std::uint64_t offset) {
+  ArchiveIndex index;
+  ArchiveReader reader(file, offset);
+  ArchiveBudget budget;
+  ArchiveEntry entry;
+  std::vector<char> buffer(65536);
+  while (reader.next(entry)) {
+    budget.take(entry, reader);
+    SHA1 hash;
+    while (const std::size_t got = reader.read(buffer.data(), buffer.size()))
+      hash.update(buffer.data(), static_cast<unsigned>(got));
+    IndexedEntry& indexed = index[pathOf(entry.name)];
+    indexed.header = entry.header;
+    indexed.target = entry.target;
+    indexed.device = entry.device;
+    hash.digest(indexed.contents.data());
+  }
+  return index;
+}

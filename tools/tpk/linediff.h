@@ -1,0 +1,13 @@
+// The difference of two texts as people read it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The lines of the text, without their ends; what comes behind the last end is a line too.
+std::vector<std::string> linesOf(const std::string& text);
+
+// Lines that begin with "-", "+" or " ", three of the latter around each change, and "@@" before
+// each group as "diff -u" has it. Very long texts are compared from both ends only.
+std::vector<std::string> unifiedDiff(const std::vector<std::string>& before,
+                                     const std::vector<std::string>& after);
