@@ -1,15 +1,21 @@
 // The program itself: exit status and output of every command.
 #include "tests/tpk/program.h"
 
+#include <cstdlib>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 TEST_F(TpkProgram, MakesProductDataAndAGenuinePackage) {
@@ -106,6 +112,61 @@ TEST_F(TpkProgram, VerifiesTheRestWhenAFileCannotBeOpened) {
             "tpk: missing.tpk: cannot be opened: No such file or directory\n"
             "tpk: folder: is a folder, not a package file\n");
   EXPECT_EQ(result.out, "hello-3.22.tpk: good\n");
+}
+
+TEST_F(TpkProgram, DumpsFilesAndStandardInput) {
+  writePackage("hello");
+  EXPECT_TRUE(run({"build", "hello", "--key", PRODUCT_DATA_DIR}).exited(0));
+  const std::string package = readFile(path("hello-3.22.tpk"));
+  const ProcessResult file = run({"dump", "hello-3.22.tpk"});
+  EXPECT_TRUE(file.exited(0)) << file;
+  EXPECT_THAT(file.out, StartsWith("hello-3.22.tpk: "));
+  EXPECT_THAT(file.out, EndsWith("\n\nverdict: good\n"));
+  EXPECT_EQ(file.err, "");
+
+  const ProcessResult full = run({"dump", "--full", "-"}, package);
+  EXPECT_TRUE(full.exited(0)) << full;
+  EXPECT_THAT(full.out, StartsWith("standard input: "));
+  EXPECT_GT(full.out.size(), file.out.size());
+
+  EXPECT_TRUE(run({"dump", "-"}, package + "x").exited(1));
+  EXPECT_TRUE(run({"dump", "missing.tpk"}).exited(3));
+  EXPECT_TRUE(run({"dump"}).exited(2));
+  EXPECT_TRUE(run({"product", "new", "mine"}).exited(0));
+  EXPECT_TRUE(run({"dump", "--product", "mine", "hello-3.22.tpk"}).exited(1));
+}
+
+// What a terminal would get; the child has a terminal of its own.
+std::string onTerminal(const std::string& file, const char* noColour) {
+  int master = -1;
+  const pid_t child = forkpty(&master, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    if (noColour) {
+      setenv("NO_COLOR", noColour, 1);
+    } else {
+      unsetenv("NO_COLOR");
+    }
+    execl(TPK_PROGRAM, TPK_PROGRAM, "dump", file.c_str(), nullptr);
+    _exit(127);
+  }
+  std::string text;
+  char buffer[4096];
+  for (ssize_t got; (got = read(master, buffer, sizeof buffer)) > 0;)
+    text.append(buffer, static_cast<std::size_t>(got));
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(master);
+  return text;
+}
+
+TEST_F(TpkProgram, DumpIsColouredOnATerminalOnly) {
+  writeFile(path("p.tpk"), "no package");
+  EXPECT_THAT(run({"dump", "p.tpk"}).out, Not(HasSubstr("\033")));
+  EXPECT_THAT(onTerminal(path("p.tpk"), nullptr), HasSubstr("\033[31m^ here: wrong magic"));
+  EXPECT_THAT(onTerminal(path("p.tpk"), ""), HasSubstr("\033["));
+  const std::string plain = onTerminal(path("p.tpk"), "1");
+  EXPECT_THAT(plain, HasSubstr("^ here: wrong magic"));
+  EXPECT_THAT(plain, Not(HasSubstr("\033")));
 }
 
 TEST_F(TpkProgram, RefusesAnotherProductsPackages) {

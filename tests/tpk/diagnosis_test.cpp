@@ -287,6 +287,14 @@ TEST_F(Diagnose, HostileNamesAreMadeHarmless) {
   EXPECT_EQ(diagnosis.packages[0].name, "a\\x1b[2J\\n\\\\-1.0");
 }
 
+TEST_F(Diagnose, EveryReasonIsInTheDocument) {
+  const std::string document = readFile(std::string(TEST_DATA_DIR) + "/../../docs/format.md");
+  for (int fault = 0; fault <= static_cast<int>(Fault::kUnknown); ++fault) {
+    const std::string row = "\n| " + std::string(faultWord(static_cast<Fault>(fault))) + " | ";
+    EXPECT_NE(document.find(row), std::string::npos) << row;
+  }
+}
+
 // What the installer does not look at is no reason either.
 TEST_F(Diagnose, WhatFollowsTheSignatureOfASinglePackageDoesNotCount) {
   EXPECT_EQ(reasons(pack().sign().header("two", k1_0).finish()), "good");

@@ -209,6 +209,19 @@ void Mutations::checkPackages(const std::string& bytes, const Layout& layout,
   }
 }
 
+TEST_P(Mutations, NothingIsChangedAndTheVerdictIsTheInstallers) {
+  const VectorProduct product(GetParam());
+  for (const VectorVerdict& verdict : vectorVerdicts()) {
+    writeFile(path(), vectorPackage(verdict.package));
+    const InputFile file(path());
+    const Diagnosis diagnosis = diagnose(file, readLayout(*file.open(), file.size()));
+    EXPECT_EQ(diagnosis.good, installerTakes(path())) << verdict.package;
+    EXPECT_EQ(diagnosis.good, diagnosis.findings.empty()) << verdict.package;
+    if (verdict.set != GetParam()) continue;
+    EXPECT_EQ(diagnosis.good, verdict.good) << verdict.package;
+  }
+}
+
 TEST_P(Mutations, VerdictIsTheInstallersAndHasAReason) {
   TestRandom random;
   const VectorProduct product(GetParam());
@@ -231,6 +244,26 @@ TEST_P(Mutations, VerdictIsTheInstallersAndHasAReason) {
   EXPECT_GT(good, kMutations / 100);
   EXPECT_LT(good, kMutations / 3);
   EXPECT_GT(bundles, kMutations / 100);
+}
+
+TEST_P(Mutations, EveryCutAndEveryFlippedBitToo) {
+  const VectorProduct product(GetParam());
+  const auto check = [this](const std::string& bytes, std::size_t at) {
+    writeFile(path(), bytes);
+    const InputFile file(path());
+    const Diagnosis diagnosis = diagnose(file, readLayout(*file.open(), file.size()));
+    EXPECT_EQ(diagnosis.good, installerTakes(path())) << at;
+    EXPECT_EQ(diagnosis.good, diagnosis.findings.empty()) << at;
+  };
+  for (const char* kind : {"-mixed.tpk", "-listed.tpk"}) {
+    const std::string whole = vectorPackage(GetParam() + std::string(kind));
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+      check(whole.substr(0, i), i);
+      std::string flipped = whole;
+      flipped[i] = static_cast<char>(static_cast<unsigned char>(flipped[i]) ^ 1U << i % 8);
+      check(flipped, i);
+    }
+  }
 }
 
 TEST_P(Mutations, RealProgramAgrees) {
