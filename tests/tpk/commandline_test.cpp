@@ -32,6 +32,30 @@ TEST_F(TpkProgram, MakesProductDataAndAGenuinePackage) {
   EXPECT_EQ(verified.out, "hello-3.22.tpk: good\n");
 }
 
+TEST_F(TpkProgram, SaysWhichWordIsWrong) {
+  const std::pair<std::vector<std::string>, const char*> lines[] = {
+      {{"bild", "hello"},
+       "tpk: unknown command \"bild\"; did you mean \"build\"?\nSee tpk --help.\n"},
+      {{"product", "nev"},
+       "tpk product: unknown command \"nev\"; did you mean \"new\"?\nSee tpk product --help.\n"},
+      {{"build", "hello", "--kee", "product"},
+       "tpk build: unknown option \"--kee\"; did you mean \"--key\"?\nSee tpk build --help.\n"},
+      {{"build"}, "tpk build: MANIFEST is required\nSee tpk build --help.\n"}};
+  for (const auto& [words, message] : lines) {
+    const ProcessResult result = run(words);
+    EXPECT_TRUE(result.exited(2)) << result;
+    EXPECT_EQ(result.err, message);
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST_F(TpkProgram, NamesItsCommandsWhenNoneIsGiven) {
+  const ProcessResult result = run({});
+  EXPECT_TRUE(result.exited(2)) << result;
+  EXPECT_THAT(result.err, HasSubstr("tpk: a command is missing; there are "));
+  EXPECT_THAT(result.err, HasSubstr(" verify"));
+}
+
 TEST_F(TpkProgram, SaysItsVersion) {
   const ProcessResult result = run({"--version"});
   EXPECT_TRUE(result.exited(0)) << result;

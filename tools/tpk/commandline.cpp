@@ -15,6 +15,7 @@
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signcommand.h"
 #include "tools/tpk/signingset.h"
+#include "tools/tpk/usage.h"
 #include "tools/tpk/verifycommand.h"
 
 #include <cstdio>
@@ -253,7 +254,10 @@ int runCommandLine(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kGood : kUsage;
+    // Help, or the version.
+    if (error.get_exit_code() == 0) return static_cast<ExitStatus>(app.exit(error));
+    std::fputs(usageText(app, error).c_str(), stderr);
+    return kUsage;
   }
   return command(arguments);
 }
