@@ -40,6 +40,7 @@ expect 'tpk build --key h' 'hello'
 expect 'tpk build hello --key h' 'hello'
 expect 'tpk build -o h' 'hello hello-1.0.tpk'
 expect 'tpk lint --flash ' ''
+expect 'tpk extract hello-1.0.tpk -C h' 'hello'
 expect 'tpk product new --h' '--help'
 
 # Files by what the command reads, and folders.
