@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Runs the commands of a Markdown document in an empty folder and compares what they print.
 
-    run_document.py [--write] [--link DIR]... --path DIR[:DIR...] DOCUMENT
+    run_document.py [--write] [--link DIR]... [--needs COMMAND] --path DIR[:DIR...] DOCUMENT
 
 A block ```console has commands, "$ command" with further lines as "> line", each followed by what
 it prints on both outputs. A block with a second word, as ```toml hello/package.toml, is a file, put
-there when its turn comes. All commands run in one shell. --link puts a link to the folder there. --write puts what was printed into the
-document.
+there when its turn comes. All commands run in one shell. --link puts a link to the folder there.
+--write puts what was printed into the document.
 
-Exit status: 0 the document is true, 1 it is not.
+Exit status: 0 the document is true, 1 it is not, 77 the command of --needs failed.
 """
 
 import argparse
@@ -89,10 +89,14 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--write", action="store_true")
     parser.add_argument("--link", type=Path, action="append", default=[])
+    parser.add_argument("--needs")
     parser.add_argument("--path", required=True)
     parser.add_argument("document", type=Path)
     options = parser.parse_args()
 
+    if options.needs and subprocess.run(options.needs, shell=True, check=False).returncode != 0:
+        print(f"SKIPPED: not possible here: {options.needs}")
+        return 77
     lines = options.document.read_text(encoding="utf-8").splitlines()
     steps = read_steps(lines)
     if not any("command" in step for step in steps):
