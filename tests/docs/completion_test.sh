@@ -51,5 +51,7 @@ expect 'tpk build hello/' 'hello/package.toml hello/root'
 expect 'tpk lint h' 'hello hello-1.0.tpk'
 expect 'tpk lint hello/p' 'hello/package.toml'
 expect 'tpk product new ' 'build hello two words'
+expect 'tpk extract -C h' 'hello'
+expect 'tpk diff old.mpk h' 'hello hello-1.0.tpk'
 
 [ "$failures" = 0 ]

@@ -132,6 +132,16 @@ TEST_P(Example, IsInstalledAsItsDescriptionSays) {
   EXPECT_EQ(seen, readFile(std::string(EXPECTED_DIR) + "/" + GetParam() + ".txt"));
 }
 
+TEST_P(Example, IsTheSameBytesAfterExtractingAndBuildingAgain) {
+  build(path("examples/" + GetParam()), packagePath());
+  const ProcessResult extracted = run({"extract", packagePath(), "-C", "extracted"});
+  EXPECT_TRUE(extracted.exited(0)) << extracted;
+  EXPECT_EQ(extracted.err, "");
+  build(path("extracted"), path("again.tpk"));
+  const ProcessResult compared = run({"diff", packagePath(), "again.tpk"});
+  EXPECT_TRUE(compared.exited(0)) << compared;
+}
+
 INSTANTIATE_TEST_SUITE_P(Of, Example, ::testing::ValuesIn(exampleNames()), [](const auto& example) {
   std::string name = example.param;
   std::replace(name.begin(), name.end(), '-', '_');

@@ -16,7 +16,7 @@ const char* yesNo(bool value) { return value ? "yes" : "no"; }
 std::string versionText(std::uint32_t version) { return versionString(version); }
 
 std::string depLine(const PackageDep& dep, bool withWeight) {
-  return printable(depText(dep)) + (withWeight ? ", weight " + std::to_string(dep.weight) : "");
+  return depText(dep) + (withWeight ? ", weight " + std::to_string(dep.weight) : "");
 }
 
 std::string ownerText(const IndexedEntry& entry) {
@@ -92,22 +92,24 @@ void PackageDiff::compareHeaders(const PackedPackage& before, const PackedPackag
 // Of several entries with one name the first are compared with each other, then the second ones.
 void PackageDiff::compareDeps(const std::string& label, const std::vector<PackageDep>& before,
                               const std::vector<PackageDep>& after, bool withWeight) {
-  std::vector<const PackageDep*> left;
-  for (const PackageDep& dep : after) left.push_back(&dep);
+  std::vector<const PackageDep*> left(after.size());
+  std::transform(after.begin(), after.end(), left.begin(),
+                 [](const PackageDep& dep) { return &dep; });
+  const auto relation = [&](const char* sign, const PackageDep& dep) {
+    line(label + ": " + sign + printable(depLine(dep, withWeight)));
+  };
   for (const PackageDep& dep : before) {
     const auto match = std::find_if(left.begin(), left.end(), [&dep](const PackageDep* other) {
       return other->name == dep.name;
     });
-    const std::string text = depLine(dep, withWeight);
     if (match == left.end()) {
-      line(label + ": - " + text);
-    } else {
-      const std::string now = depLine(**match, withWeight);
-      if (text != now) line(label + ": " + text + " -> " + now);
-      left.erase(match);
+      relation("- ", dep);
+      continue;
     }
+    value(label, depLine(dep, withWeight), depLine(**match, withWeight));
+    left.erase(match);
   }
-  for (const PackageDep* dep : left) line(label + ": + " + depLine(*dep, withWeight));
+  for (const PackageDep* dep : left) relation("+ ", *dep);
 }
 
 void PackageDiff::compareScripts(const std::string& label, const std::optional<std::string>& before,

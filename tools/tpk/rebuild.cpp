@@ -71,12 +71,11 @@ std::string differenceOf(const InputFile& original, const PackedFile& contents,
   if (!contents.strays.empty()) return "there are unknown parts before its first header";
   if (contents.trailing > 0) return "there are bytes behind its last part";
   if (contents.bundle) {
-    const std::string found = differenceOf(original, *contents.bundle, built, *again.bundle);
+    std::string found = differenceOf(original, *contents.bundle, built, *again.bundle);
     if (!found.empty()) return found;
   }
   for (std::size_t i = 0; i < contents.packages.size(); ++i) {
-    const std::string found =
-        differenceOf(original, *contents.packages[i], built, *again.packages[i]);
+    std::string found = differenceOf(original, *contents.packages[i], built, *again.packages[i]);
     if (!found.empty()) return found;
   }
   return "";

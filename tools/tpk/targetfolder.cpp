@@ -30,7 +30,7 @@ Listing listingOf(int folder) {
 // The next name but "." and ".."; empty at the end.
 std::string nextName(DIR* listing) {
   while (const dirent* const entry = ::readdir(listing)) {
-    const std::string name = entry->d_name;
+    std::string name = entry->d_name;
     if (name != "." && name != "..") return name;
   }
   return std::string();
