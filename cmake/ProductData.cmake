@@ -10,6 +10,16 @@
 # Digits are hexadecimal and lower case; white space separates; "#" starts a comment that goes to the
 # end of the line. The file signing-key is never read.
 
+# file(READ) ends at a NUL byte and says nothing: what stands behind it would be lost.
+function(_refuse_nul path expected)
+  file(READ "${path}" bytes HEX)
+  string(REGEX REPLACE "(..)" "\\1;" bytes "${bytes}")
+  list(FIND bytes "00" position)
+  if(NOT position EQUAL -1)
+    message(FATAL_ERROR "\n product data: ${path}: ${expected}, found a NUL byte at ${position}\n")
+  endif()
+endfunction()
+
 # The entries of one file, as a list in the variable named by result.
 #   count    entries that the file must have
 #   what     the entries, for messages
@@ -20,6 +30,7 @@ function(_read_product_file path count what digits result)
   if(NOT EXISTS "${path}" OR IS_DIRECTORY "${path}")
     message(FATAL_ERROR "\n product data: ${path}: ${expected}, found no such file\n")
   endif()
+  _refuse_nul("${path}" "${expected}")
   file(READ "${path}" text)
   string(REGEX REPLACE "#[^\n]*" "" text "${text}")
   # Before the text becomes a list: characters that are special in lists are bad digits as well.

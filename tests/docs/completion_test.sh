@@ -53,5 +53,6 @@ expect 'tpk lint hello/p' 'hello/package.toml'
 expect 'tpk product new ' 'build hello two words'
 expect 'tpk extract -C h' 'hello'
 expect 'tpk diff old.mpk h' 'hello hello-1.0.tpk'
+expect 'tpk product add-digest ' 'build hello hello-1.0.tpk old.mpk two words two words.tpk'
 
 [ "$failures" = 0 ]

@@ -45,11 +45,15 @@ TEST(NewProduct, EveryValueIsFresh) {
     EXPECT_FALSE(one->hashState[i] == 0 && two->hashState[i] == 0) << i;
   for (unsigned i = 0; i < ProductData::kConstantWords; ++i)
     EXPECT_FALSE(one->hashConstants[i] == 0 && two->hashConstants[i] == 0) << i;
-  std::set<std::string> digests;
-  for (const ProductData* data : {one.get(), two.get()})
-    for (const auto& digest : data->knownDigests)
-      digests.insert(std::string(reinterpret_cast<const char*>(digest), sizeof digest));
-  EXPECT_EQ(digests.size(), 2U * ProductData::kKnownDigests);
+}
+
+// A list of random digests could hide those of real packages.
+TEST(NewProduct, EveryPlaceOfTheListIsFree) {
+  SigningKey key;
+  const auto data = makeProductData(key);
+  for (const auto& digest : data->knownDigests)
+    EXPECT_EQ(hex(std::string(reinterpret_cast<const char*>(digest), sizeof digest)),
+              std::string(40, 'f'));
 }
 
 }  // namespace

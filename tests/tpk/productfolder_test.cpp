@@ -1,8 +1,7 @@
 #include "tools/tpk/productfolder.h"
 
-#include "tests/support/tree.h"
 #include "tests/tpk/failuretext.h"
-#include "tools/tpk/newproduct.h"
+#include "tests/tpk/productworld.h"
 
 #include <cstring>
 #include <string>
@@ -14,17 +13,8 @@ namespace {
 
 using ::testing::HasSubstr;
 
-class ProductFolder : public ::testing::Test {
+class ProductFolder : public ProductWorld {
  protected:
-  ProductFolder() : folder_(temp_.path() + "/product") {}
-
-  void writeFresh() {
-    data_ = makeProductData(key_);
-    writeProductFolder(folder_, *data_, key_);
-  }
-
-  std::string file(const std::string& name) const { return folder_ + "/" + name; }
-
   std::string readFailure() const {
     return failureOf([this] { readProductData(folder_); });
   }
@@ -37,11 +27,6 @@ class ProductFolder : public ::testing::Test {
     writeFile(file(name), original);
     return failure;
   }
-
-  TempFolder temp_;
-  std::string folder_;
-  SigningKey key_;
-  std::unique_ptr<ProductData> data_;
 };
 
 TEST_F(ProductFolder, ReadsWhatItWrote) {
@@ -117,8 +102,11 @@ TEST_F(ProductFolder, SaysWhatWasExpected) {
   EXPECT_EQ(failureWith("hash-state", "0000000g"),
             expected + "a character that is no such digit in line 1");
   EXPECT_EQ(failureWith("public-key", "00"),
+            file("public-key") + ": expected 32 bytes of 2 lower-case hex digits, found 1");
+  EXPECT_EQ(failureWith("public-key", "00 000"),
             file("public-key") +
-                ": expected 1 number of 64 lower-case hex digits, found one of 2 digits in line 1");
+                ": expected 32 bytes of 2 lower-case hex digits, found one of 3 digits in line 1");
+  EXPECT_EQ(failureWith("hash-state", std::string("#\n\0", 3)), expected + "a NUL byte in line 2");
 }
 
 TEST_F(ProductFolder, RefusesOneDigestTooMany) {

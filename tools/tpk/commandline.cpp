@@ -10,8 +10,8 @@
 #include "tools/tpk/lintcommand.h"
 #include "tools/tpk/list.h"
 #include "tools/tpk/manifest.h"
-#include "tools/tpk/newproduct.h"
 #include "tools/tpk/pendingfile.h"
+#include "tools/tpk/productcommand.h"
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signcommand.h"
 #include "tools/tpk/signingset.h"
@@ -38,6 +38,7 @@ struct Arguments {
   DiffOptions diff;
   LintArguments lint;
   GraphArguments graph;
+  ProductOptions product;
   SignOptions sign;
   std::vector<std::string> digest;
   std::string file;  // to dump
@@ -59,13 +60,6 @@ class ProductChoice {
  private:
   std::unique_ptr<ProductData> data_;
 };
-
-ExitStatus newProduct(const Arguments& arguments) {
-  SigningKey key;
-  const auto data = makeProductData(key);
-  writeProductFolder(arguments.folder, *data, key);
-  return kGood;
-}
 
 void warn(const std::vector<std::string>& warnings) {
   for (const std::string& warning : warnings)
@@ -112,6 +106,14 @@ ExitStatus lint(const Arguments& arguments) {
 }
 
 ExitStatus graph(const Arguments& arguments) { return graphCommand(arguments.graph); }
+
+ExitStatus newProduct(const Arguments& arguments) { return newProductCommand(arguments.product); }
+
+ExitStatus checkProduct(const Arguments& arguments) {
+  return checkProductCommand(arguments.product);
+}
+
+ExitStatus addDigest(const Arguments& arguments) { return addDigestCommand(arguments.product); }
 
 ExitStatus sign(const Arguments& arguments) { return signCommand(arguments.sign); }
 
@@ -189,6 +191,22 @@ void addGraph(CLI::App& app, Arguments& arguments, Command& command) {
   grapher->callback([&command] { command = graph; });
 }
 
+void addProduct(CLI::App& app, Arguments& arguments, Command& command) {
+  CLI::App* const product = app.add_subcommand("product", "product data folders");
+  product->require_subcommand(1);
+  const auto add = [&](const char* name, const char* what, const char* folder, Command action) {
+    CLI::App* const added = product->add_subcommand(name, what);
+    added->add_option("DIR", arguments.product.folder, folder)->required();
+    added->callback([&command, action] { command = action; });
+    return added;
+  };
+  add("new", "make a folder with a fresh key", "the folder to make", newProduct);
+  add("check", "say whether a folder is fit for use", "the folder", checkProduct);
+  add("add-digest", "let packages in without a signature", "the folder", addDigest)
+      ->add_option("FILE", arguments.product.files, "package files, - for standard input")
+      ->required();
+}
+
 void addSigning(CLI::App& app, Arguments& arguments, Command& command) {
   const auto add = [&](const char* name, const char* what, Command action) {
     CLI::App* const added = app.add_subcommand(name, what);
@@ -216,11 +234,7 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   app.require_subcommand(1);
   app.set_version_flag("--version", "tpk " TPK_VERSION);
 
-  CLI::App* const product = app.add_subcommand("product", "product data folders");
-  product->require_subcommand(1);
-  CLI::App* const create = product->add_subcommand("new", "make a folder with a fresh key");
-  create->add_option("DIR", arguments.folder, "the folder to make")->required();
-  chosen(create, newProduct);
+  addProduct(app, arguments, command);
 
   CLI::App* const builder = app.add_subcommand("build", "build a package or a bundle");
   builder->add_option("MANIFEST", arguments.manifest, "package.toml or its folder")->required();

@@ -95,6 +95,13 @@ bool makeHostDirectory(const std::string& path) {
   return false;
 }
 
+void keepPermissions(const std::string& from, const std::string& to) {
+  enum : mode_t { kPermissions = 07777 };
+  struct stat status;
+  if (::stat(from.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+    ::chmod(to.c_str(), status.st_mode & kPermissions);
+}
+
 void removeHostFile(const std::string& path) { ::unlink(path.c_str()); }
 
 void removeHostDirectory(const std::string& path) { ::rmdir(path.c_str()); }

@@ -16,6 +16,9 @@ void createHostFile(const std::string& path, const std::string& contents, unsign
 // False when it exists already.
 bool makeHostDirectory(const std::string& path);
 
+// Gives a file that is to replace another one its permissions; what cannot be changed stays.
+void keepPermissions(const std::string& from, const std::string& to);
+
 // What cannot be removed stays.
 void removeHostFile(const std::string& path);
 void removeHostDirectory(const std::string& path);

@@ -1,11 +1,11 @@
 #include "tools/tpk/newproduct.h"
 
-#include "stream/field25519.h"
+#include "tools/tpk/digestlist.h"
 #include "tools/tpk/signer.h"
 
-#include <sodium.h>
+#include <cstring>
 
-namespace {
+#include <sodium.h>
 
 // 2^((p-1)/4): its square is 2^((p-1)/2) = -1, because 2 is no square modulo p. With the power
 // c = 2^((p+3)/8) at hand, c^2 = 2^((p+3)/4) is 2^((p-1)/4) * 2.
@@ -13,6 +13,8 @@ Field25519 rootOfMinusOne() {
   const Field25519 two = Field25519::fromSmall(2);
   return two.rootCandidate().squared() * two.inverse();
 }
+
+namespace {
 
 // One of the two roots, as the dice fall: which one it is decides which point the key is.
 void chooseRootSelector(unsigned char* out) {
@@ -30,6 +32,6 @@ std::unique_ptr<ProductData> makeProductData(SigningKey& key) {
   chooseRootSelector(data->rootSelector);
   randombytes_buf(data->hashState, sizeof data->hashState);
   randombytes_buf(data->hashConstants, sizeof data->hashConstants);
-  randombytes_buf(data->knownDigests, sizeof data->knownDigests);
+  std::memset(data->knownDigests, kFreePlaceByte, sizeof data->knownDigests);
   return data;
 }

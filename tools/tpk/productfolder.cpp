@@ -1,6 +1,7 @@
 #include "tools/tpk/productfolder.h"
 
 #include "tools/tpk/failure.h"
+#include "tools/tpk/hexfile.h"
 #include "tools/tpk/hostfile.h"
 
 #include <algorithm>
@@ -12,137 +13,33 @@
 
 namespace {
 
-const char kPublicKey[] = "public-key";
-const char kHashState[] = "hash-state";
-const char kHashConstants[] = "hash-constants";
-const char kRootSelector[] = "root-selector";
-const char kKnownDigests[] = "known-digests";
-const char kSigningKey[] = "signing-key";
-
 const char kDevelopmentKey[] = "development key";
 
 enum : std::size_t { kWordSize = 4, kEntriesPerLine = 4 };
 
-// What one file holds: so many entries of so many bytes.
-struct FileShape {
-  const char* name;
-  std::size_t count;
-  std::size_t entrySize;
-  const char* what;
-};
-
-const FileShape kShapes[] = {
-    {kPublicKey, 1, ProductData::kKeySize, "number"},
-    {kRootSelector, 1, ProductData::kKeySize, "number"},
+const HexShape kShapes[] = {
+    {kPublicKey, ProductData::kKeySize, 1, "bytes"},
+    {kRootSelector, ProductData::kKeySize, 1, "bytes"},
     {kHashState, ProductData::kStateWords, kWordSize, "words"},
     {kHashConstants, ProductData::kConstantWords, kWordSize, "words"},
     {kKnownDigests, ProductData::kKnownDigests, ProductData::kDigestSize, "digests"},
-    {kSigningKey, 1, SigningKey::kSize, "number"},
-};
-
-const FileShape& shapeOf(const std::string& name) {
-  for (const FileShape& shape : kShapes)
-    if (name == shape.name) return shape;
-  throw Failure(name + ": is no file of a product data folder");
-}
-
-bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-unsigned digitValue(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-  return 16;
-}
-
-// The bytes of one file, in the order of its digits. Erases them and the text when it goes: it may
-// be the signing key's.
-class HexFile {
- public:
-  HexFile(const std::string& folder, const FileShape& shape)
-      : path_(folder + "/" + shape.name), shape_(shape), text_(readHostFile(path_)) {
-    bytes_.reserve(shape.count * shape.entrySize);
-    parse();
-  }
-  ~HexFile() {
-    sodium_memzero(text_.data(), text_.size());
-    sodium_memzero(bytes_.data(), bytes_.size());
-  }
-  HexFile(const HexFile&) = delete;
-  HexFile& operator=(const HexFile&) = delete;
-
-  const unsigned char* bytes() const { return bytes_.data(); }
-
- private:
-  [[noreturn]] void fail(const std::string& found) const {
-    throw Failure(path_ + ": expected " + std::to_string(shape_.count) + " " + shape_.what +
-                  " of " + std::to_string(2 * shape_.entrySize) + " lower-case hex digits, found " +
-                  found);
-  }
-
-  void parse() {
-    std::size_t entries = 0;
-    for (std::size_t i = 0; i < text_.size();) {
-      if (isSpace(text_[i])) {
-        ++i;
-      } else if (text_[i] == '#') {
-        i = std::min(text_.find('\n', i), text_.size());
-      } else {
-        i = parseEntry(i);
-        ++entries;
-      }
-    }
-    if (entries != shape_.count) fail(std::to_string(entries));
-  }
-
-  // Returns the place behind the entry.
-  std::size_t parseEntry(std::size_t begin) {
-    std::size_t end = begin;
-    while (end < text_.size() && digitValue(text_[end]) < 16) ++end;
-    if (end < text_.size() && !isSpace(text_[end]) && text_[end] != '#')
-      fail("a character that is no such digit in line " + std::to_string(lineOf(end)));
-    if (end - begin != 2 * shape_.entrySize)
-      fail("one of " + std::to_string(end - begin) + " digits in line " +
-           std::to_string(lineOf(begin)));
-    if (bytes_.size() < shape_.count * shape_.entrySize)  // more are counted, not kept
-      for (std::size_t i = begin; i < end; i += 2)
-        bytes_.push_back(
-            static_cast<unsigned char>(digitValue(text_[i]) * 16 + digitValue(text_[i + 1])));
-    return end;
-  }
-
-  std::size_t lineOf(std::size_t place) const {
-    return 1 + static_cast<std::size_t>(std::count(
-                   text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
-  }
-
-  std::string path_;
-  const FileShape& shape_;
-  std::string text_;
-  std::vector<unsigned char> bytes_;
+    {kSigningKey, SigningKey::kSize, 1, "bytes"},
 };
 
 void readBytes(const std::string& folder, const char* name, unsigned char* out) {
-  const FileShape& shape = shapeOf(name);
-  const HexFile file(folder, shape);
-  std::copy_n(file.bytes(), shape.count * shape.entrySize, out);
+  const HexShape& shape = productFileShape(name);
+  const HexFile file(folder + "/" + name, shape);
+  std::copy_n(file.bytes(), shape.size(), out);
 }
 
 // Words are written as numbers, most significant digit first.
 void readWords(const std::string& folder, const char* name, std::uint32_t* out) {
-  const FileShape& shape = shapeOf(name);
-  const HexFile file(folder, shape);
+  const HexShape& shape = productFileShape(name);
+  const HexFile file(folder + "/" + name, shape);
   for (std::size_t i = 0; i < shape.count; ++i) {
     const unsigned char* const word = file.bytes() + kWordSize * i;
     out[i] = static_cast<std::uint32_t>(word[0]) << 24 | static_cast<std::uint32_t>(word[1]) << 16 |
              static_cast<std::uint32_t>(word[2]) << 8 | word[3];
-  }
-}
-
-void appendHex(std::string& text, const unsigned char* bytes, std::size_t size) {
-  const char digits[] = "0123456789abcdef";
-  for (std::size_t i = 0; i < size; ++i) {
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 15];
   }
 }
 
@@ -174,7 +71,7 @@ std::string wordsText(const std::string& comment, const std::uint32_t* words, st
 class NewFolder {
  public:
   explicit NewFolder(const std::string& folder) : folder_(folder) {
-    for (const FileShape& shape : kShapes)
+    for (const HexShape& shape : kShapes)
       if (hostFileExists(path(shape.name)))
         throw Failure(path(shape.name) + ": exists already and is not overwritten");
     made_ = makeHostDirectory(folder_);
@@ -206,13 +103,29 @@ class NewFolder {
 
 SigningKey::~SigningKey() { sodium_memzero(bytes, sizeof bytes); }
 
+const HexShape& productFileShape(const std::string& name) {
+  for (const HexShape& shape : kShapes)
+    if (name == shape.name) return shape;
+  throw Failure(name + ": is no file of a product data folder");
+}
+
+const std::vector<std::string>& productFileNames() {
+  static const std::vector<std::string> names = {kPublicKey, kRootSelector, kHashState,
+                                                 kHashConstants, kKnownDigests};
+  return names;
+}
+
+void readProductFile(const std::string& folder, const std::string& name, ProductData& data) {
+  if (name == kPublicKey) readBytes(folder, kPublicKey, data.publicKey);
+  if (name == kRootSelector) readBytes(folder, kRootSelector, data.rootSelector);
+  if (name == kHashState) readWords(folder, kHashState, data.hashState);
+  if (name == kHashConstants) readWords(folder, kHashConstants, data.hashConstants);
+  if (name == kKnownDigests) readBytes(folder, kKnownDigests, data.knownDigests[0]);
+}
+
 std::unique_ptr<ProductData> readProductData(const std::string& folder) {
   auto data = std::make_unique<ProductData>();
-  readBytes(folder, kPublicKey, data->publicKey);
-  readBytes(folder, kRootSelector, data->rootSelector);
-  readWords(folder, kHashState, data->hashState);
-  readWords(folder, kHashConstants, data->hashConstants);
-  readBytes(folder, kKnownDigests, data->knownDigests[0]);
+  for (const std::string& name : productFileNames()) readProductFile(folder, name, *data);
   return data;
 }
 
@@ -257,7 +170,7 @@ void writeProductFolder(const std::string& folder, const ProductData& data, cons
                                       data.hashConstants, ProductData::kConstantWords));
   files.add(kKnownDigests,
             bytesText("SHA-1 digests of packages that are good without a signature. Places that "
-                      "are not in use hold random digests.",
+                      "are free hold a digest of ones.",
                       data.knownDigests[0], ProductData::kDigestSize, ProductData::kKnownDigests));
   files.keep();
 }

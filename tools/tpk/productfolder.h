@@ -7,6 +7,17 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
+
+struct HexShape;
+
+// The files of a folder.
+constexpr char kPublicKey[] = "public-key";
+constexpr char kRootSelector[] = "root-selector";
+constexpr char kHashState[] = "hash-state";
+constexpr char kHashConstants[] = "hash-constants";
+constexpr char kKnownDigests[] = "known-digests";
+constexpr char kSigningKey[] = "signing-key";
 
 // The secret number of which the public key is the multiple. Erased when it goes.
 class SigningKey {
@@ -21,7 +32,15 @@ class SigningKey {
   unsigned char bytes[kSize] = {};  // little-endian
 };
 
-// Everything but the signing key. Throws Failure.
+// Of all six. The name must be one of them.
+const HexShape& productFileShape(const std::string& name);
+
+// All but the signing key, which is no part of a product's data.
+const std::vector<std::string>& productFileNames();
+// Reads one of these into its place. Throws Failure.
+void readProductFile(const std::string& folder, const std::string& name, ProductData& data);
+
+// Reads them all. Throws Failure.
 std::unique_ptr<ProductData> readProductData(const std::string& folder);
 
 // Throws Failure, also when the folder has no signing key.

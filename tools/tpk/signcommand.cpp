@@ -1,26 +1,17 @@
 #include "tools/tpk/signcommand.h"
 
 #include "tools/tpk/digestline.h"
+#include "tools/tpk/hostfile.h"
 #include "tools/tpk/inputfile.h"
 #include "tools/tpk/pendingfile.h"
 #include "tools/tpk/sign.h"
 #include "tools/tpk/signingset.h"
 
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 namespace {
 
 const char kStream[] = "-";
-
-// A package that only some may read stays one.
-void keepPermissions(const std::string& from, const std::string& to) {
-  std::error_code none;
-  const std::filesystem::file_status status = std::filesystem::status(from, none);
-  if (std::filesystem::is_regular_file(status))
-    std::filesystem::permissions(to, status.permissions(), none);
-}
 
 // Says what was done, but not into the package, should standard output be where it goes.
 void rewrite(const std::string& file, const Signer* signer, const std::string& output) {
