@@ -4,7 +4,8 @@
     manuals_test.py TPK PROJECT
 
 Every command and option that --help prints is in tpk.1 and is completed, and the other way round;
-every key that a description may have is in tpk.5, and the other way round.
+every key that a description may have is in tpk.5, and the other way round; so is every option that
+the installer reads in installer.8.
 """
 
 import re
@@ -125,11 +126,21 @@ def check_keys():
             compare(f"{title}: the key", set(known[1].split(", ")), listed, "tpk.5")
 
 
+def check_installer():
+    """It prints no list of its options: its source has them."""
+    source = (PROJECT / "main" / "options.cpp").read_text(encoding="utf-8")
+    page = (MANUALS / "installer.8").read_text(encoding="utf-8")
+    listed = re.findall(r"^\.It (Fl.*)$", page, re.MULTILINE)
+    flags = {f"-{flag}" for line in listed for flag in re.findall(r"Fl(?: ([-\w]+))?", line)}
+    compare("the option", set(re.findall(r'\(argument, "(-[^"]*)"\)', source)), flags, "installer.8")
+
+
 def main():
     commands = commands_of_program()
     check_page(commands)
     check_completion(commands)
     check_keys()
+    check_installer()
     print("\n".join(errors))
     return 1 if errors else 0
 
