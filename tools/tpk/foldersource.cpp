@@ -72,7 +72,7 @@ void FolderSource::addContents(const std::string& folder, const std::string& int
   });
   for (const std::string& name : namesIn(folder)) {
     const std::string inside = joinPaths(into, name);
-    if (!collection_.excludes(inside)) addEntry(folder + "/" + name, inside);
+    if (!collection_.excludes(inside)) addEntry(joinPaths(folder, name), inside);
   }
 }
 
