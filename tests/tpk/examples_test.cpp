@@ -140,6 +140,7 @@ TEST_P(Example, IsTheSameBytesAfterExtractingAndBuildingAgain) {
   build(path("extracted"), path("again.tpk"));
   const ProcessResult compared = run({"diff", packagePath(), "again.tpk"});
   EXPECT_TRUE(compared.exited(0)) << compared;
+  EXPECT_TRUE(readFile(path("again.tpk")) == readFile(packagePath()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Example, ::testing::ValuesIn(exampleNames()), [](const auto& example) {

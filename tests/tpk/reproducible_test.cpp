@@ -87,6 +87,8 @@ TEST_F(Reproducible, PackageIsTheSameEverywhere) {
                       {"SOURCE_DATE_EPOCH=1700000000", "LANG=C.UTF-8", "TZ=UTC+11",
                        "TMPDIR=" + temp_.path()},
                       false) == first);
+    EXPECT_TRUE(build(std::string("first") + manifest, {"SOURCE_DATE_EPOCH=1700000000"}, true) ==
+                build(std::string("third") + manifest, {"SOURCE_DATE_EPOCH=1700000000"}, true));
     EXPECT_FALSE(build(std::string("first") + manifest, {"SOURCE_DATE_EPOCH=1700000001"}, false) ==
                  first);
   }
