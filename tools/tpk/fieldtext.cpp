@@ -14,7 +14,7 @@ enum : std::size_t { kShownSize = 48 };
 }  // namespace
 
 std::string versionText(std::uint32_t version) {
-  const std::string text = versionString(version);
+  std::string text = versionString(version);
   const std::uint32_t kind = version >> 8 & 0xFF;
   if (kind == kKindAlpha || kind == kKindBeta || kind == kKindCandidate || kind == kKindFinal)
     return text;

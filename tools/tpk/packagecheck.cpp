@@ -70,7 +70,7 @@ std::optional<Finding> PackageCheck::genuine(PartWalk& walk, bool& listed) {
   while (type == kPartArchive || type == kPartImage) type = walk.next();
   if (walk.isCutShort()) return cutShort(walk.part());
   if (type == kPartSignature) {
-    const auto fault = signatureFault(walk.part(), begin);
+    auto fault = signatureFault(walk.part(), begin);
     if (!fault) walk.next();
     return fault;
   }
@@ -122,7 +122,7 @@ std::optional<Finding> PackageCheck::readable(PartWalk& walk, std::string& name)
     if (walk.type() != type) continue;
     if (isOneOf(type, {kPartArchitecture, kPartDescription})) {
       if (!walk.part().whole()) return cutShort(walk.part());
-    } else if (const auto shortList = listFault(walk.part())) {
+    } else if (auto shortList = listFault(walk.part())) {
       return shortList;
     }
     walk.next();
