@@ -80,9 +80,10 @@ ExitStatus Dump::run() {
   dumpFileHeader();
   for (const PartPlace& part : layout_.parts) dumpPart(part);
   if (layout_.hasHeader() && layout_.end < layout_.size) {
-    out_.heading(layout_.isPackage() ? "behind the last part" : "what follows");
-    out_.field(layout_.end, layout_.size - layout_.end, "rest",
-               layout_.isPackage() ? "too short for the header of a part" : "", from(layout_.end));
+    const bool known = layout_.isPackage();
+    out_.heading(known ? "behind the last part" : "behind the file header");
+    out_.data(layout_.end, layout_.size - layout_.end, known ? "too short" : "data",
+              from(layout_.end));
   }
   out_.finishMarks();
   out_.line("");
@@ -175,7 +176,8 @@ void Dump::dumpContents(const PartPlace& part) {
     case kPartSignature:
       return dumpSignature(part);
     default:
-      return dumpRest(part, 0, "data", "");
+      if (part.present > 0) out_.data(part.contents(), part.present, "data", from(part.contents()));
+      return;
   }
 }
 

@@ -93,8 +93,8 @@ void ArchiveDump::dumpData() {
   const std::uint64_t offset = begin_ + ArchiveHeader::kSize + entry_.name.size();
   const std::uint32_t size = entry_.header.dataSize();
   if (reader_.remaining() > 0) {
-    out_.field(offset, size, "data", "",
-               [this](char* out, std::size_t count) { return reader_.read(out, count); });
+    out_.data(offset, size, "data",
+              [this](char* out, std::size_t count) { return reader_.read(out, count); });
   } else if (entry_.header.type() == ArchiveHeader::kSymlink) {
     out_.field(offset, size, "target", shownText(entry_.target), bytesOf(entry_.target));
   } else {

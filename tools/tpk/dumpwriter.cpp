@@ -33,22 +33,44 @@ std::string hexOf(const std::string& bytes) {
   return text;
 }
 
+// "|#!/bin/b|", with a dot for what is not ASCII.
+std::string charactersOf(const std::string& bytes) {
+  std::string text = "|";
+  for (const char c : bytes) text += c >= ' ' && c <= '~' ? c : '.';
+  return text + '|';
+}
+
 }  // namespace
 
 void DumpWriter::heading(const std::string& text) { out_ << '\n' << coloured(kBold, text) << '\n'; }
 
 void DumpWriter::field(std::uint64_t offset, std::uint64_t size, const std::string& name,
                        const std::string& meaning, const Source& source) {
+  const auto inFirstRow = [&meaning](std::uint64_t place, const std::string&) {
+    return place == 0 ? meaning : std::string();
+  };
+  rows(offset, size, name, inFirstRow, source);
+}
+
+void DumpWriter::data(std::uint64_t offset, std::uint64_t size, const std::string& name,
+                      const Source& source) {
+  rows(
+      offset, size, name,
+      [](std::uint64_t, const std::string& bytes) { return charactersOf(bytes); }, source);
+}
+
+void DumpWriter::rows(std::uint64_t offset, std::uint64_t size, const std::string& name,
+                      const Meaning& meaning, const Source& source) {
   const bool cut = size > kLongField && !style_.full;
   const std::uint64_t shown = cut ? std::uint64_t{kShownOfLong} : size;
-  std::array<char, kRowSize> bytes;
-  for (std::uint64_t done = 0; done < shown || done == 0;) {
+  std::array<char, kRowSize> buffer;
+  for (std::uint64_t done = 0; done < shown;) {
     const std::size_t wanted = std::min<std::uint64_t>(shown - done, kRowSize);
-    const std::size_t got = wanted > 0 ? source(bytes.data(), wanted) : 0;
-    row(offset + done, std::string(bytes.data(), got), done == 0 ? name : "",
-        done == 0 ? meaning : "");
+    const std::size_t got = source(buffer.data(), wanted);
+    const std::string bytes(buffer.data(), got);
+    row(offset + done, bytes, done == 0 ? name : "", meaning(done, bytes));
     done += got;
-    if (got == 0 || got < wanted) break;
+    if (got < wanted) break;
   }
   if (cut) elided(size - shown, "bytes");
   if (mark_ == ' ') printMarks(offset + size);
@@ -98,7 +120,7 @@ void DumpWriter::row(std::uint64_t offset, const std::string& bytes, const std::
                 static_cast<unsigned long long>(offset));
   std::string text = coloured(kDim, place.data());
   text += "  " + hexOf(bytes);
-  if (!name.empty()) {
+  if (!name.empty() || !meaning.empty()) {
     text.append(3 * (kRowSize - bytes.size()) + (bytes.empty() ? 1 : 2), ' ');
     text += name;
     text.append(name.size() < 14 ? 14 - name.size() : 1, ' ');

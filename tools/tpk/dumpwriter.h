@@ -46,6 +46,9 @@ class DumpWriter {
   // One field; of a long one the first bytes, unless the dump is a full one.
   void field(std::uint64_t offset, std::uint64_t size, const std::string& name,
              const std::string& meaning, const Source& source);
+  // The same with the characters of each row as their meaning.
+  void data(std::uint64_t offset, std::uint64_t size, const std::string& name,
+            const Source& source);
   // The pieces of a record, as far as there are bytes of it.
   void record(std::uint64_t offset, const std::string& bytes,
               const std::vector<FieldPiece>& pieces);
@@ -57,6 +60,10 @@ class DumpWriter {
   void line(const std::string& text) { out_ << text << '\n'; }
 
  private:
+  using Meaning = std::function<std::string(std::uint64_t place, const std::string& bytes)>;
+
+  void rows(std::uint64_t offset, std::uint64_t size, const std::string& name,
+            const Meaning& meaning, const Source& source);
   void row(std::uint64_t offset, const std::string& bytes, const std::string& name,
            const std::string& meaning);
   void printMarks(std::uint64_t end);

@@ -28,7 +28,9 @@ std::string shortHex(const unsigned char* digest) {
 
 // "part 4 (archive)"
 std::string partText(std::uint32_t type) {
-  return "part " + number(type) + " (" + partName(type) + ")";
+  const std::string name = partName(type);
+  const bool known = name.compare(0, sizeof "part" - 1, "part") != 0;
+  return "part " + number(type) + " (" + (known ? name : "of an unknown type") + ")";
 }
 
 Finding finding(Fault fault, std::uint64_t offset, const std::string& text) {
