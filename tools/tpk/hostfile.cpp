@@ -122,3 +122,5 @@ int openTemporaryFile() {
   ::unlink(path.c_str());
   return file;
 }
+
+TemporaryFile::~TemporaryFile() { ::close(descriptor_); }

@@ -29,5 +29,20 @@ std::string temporaryFolder();
 // A file below it without a name, open for reading and writing; the descriptor is the caller's.
 int openTemporaryFile();
 
+// The same for whom a path is needed: it leads to the file while the object lives. Whatever ends
+// the process, nothing is left.
+class TemporaryFile {
+ public:
+  TemporaryFile() : descriptor_(openTemporaryFile()) {}
+  ~TemporaryFile();
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+ private:
+  int descriptor_;
+};
+
 // "path: what: the system's text for errno"
 [[noreturn]] void failWithErrno(const std::string& path, const std::string& what);

@@ -12,8 +12,6 @@
 #include <algorithm>
 #include <vector>
 
-#include <unistd.h>
-
 namespace {
 
 enum : std::size_t { kCompareSize = 65536 };
@@ -81,39 +79,21 @@ std::string differenceOf(const InputFile& original, const PackedFile& contents,
   return "";
 }
 
-// A file that goes with the object.
-class TemporaryPath {
- public:
-  TemporaryPath() : path_(temporaryFolder() + "/tpk-XXXXXX") {
-    const int descriptor = ::mkstemp(path_.data());
-    if (descriptor < 0) failWithErrno(path_, "cannot be created");
-    ::close(descriptor);
-  }
-  ~TemporaryPath() { removeHostFile(path_); }
-  TemporaryPath(const TemporaryPath&) = delete;
-  TemporaryPath& operator=(const TemporaryPath&) = delete;
-
-  const std::string& get() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 }  // namespace
 
 RebuildResult rebuildAndCompare(const std::string& folder, const InputFile& original,
                                 const PackedFile& contents) {
   RebuildResult result;
-  const TemporaryPath path;
+  const TemporaryFile file;
   try {
-    buildPackage(readManifest(folder), nullptr, path.get());
+    buildPackage(readManifest(folder), nullptr, file.path());
   } catch (const EnvironmentFailure&) {
     throw;
   } catch (const Failure& failure) {
     result.problem = std::string("cannot be built again: ") + failure.what();
     return result;
   }
-  const InputFile built(path.get());
+  const InputFile built(file.path());
   result.difference = differenceOf(original, contents, built);
   return result;
 }
