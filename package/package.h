@@ -56,6 +56,8 @@ class Package : public PackageInfo {
   // Fills the object from the meta directory of that name and from its schedule file, which it
   // deletes. A damaged record reads as a request to uninstall.
   void readFromRepo(const std::string& packageName);
+  // The same from a directory anywhere, which ends in "/": the name stays, and so do requests.
+  void readRecord(const std::string& meta);
   // Creates the meta directory and its parents.
   [[nodiscard]] bool makeMetaDir(bool relative) const;
   // Writes the record; reports what could not be created.

@@ -43,13 +43,16 @@ std::string Package::getContainerName() const {
 
 void Package::readFromRepo(const std::string& packageName) {
   name = packageName;
-  const std::string meta = getMetaDir(false);
+  readRecord(getMetaDir(false));
+  takeSchedule(kScheduleDir + name + "/schedule");
+}
+
+void Package::readRecord(const std::string& meta) {
   readVersion(meta + kVersionFile);
   readLists(meta);
   readFileList(meta + kFilesFile);
   readBundleName(meta + kBundleFile);
   readState(meta);
-  takeSchedule(kScheduleDir + name + "/schedule");
 }
 
 void Package::readVersion(const std::string& path) {
