@@ -14,3 +14,9 @@ class EnvironmentFailure : public Failure {
  public:
   using Failure::Failure;
 };
+
+// The command line is, in a way that only the command itself can see.
+class UsageFailure : public Failure {
+ public:
+  using Failure::Failure;
+};

@@ -19,6 +19,8 @@ int main(int argc, char** argv) {
     return runCommandLine(argc, argv);
   } catch (const EnvironmentFailure& failure) {
     return report(failure, kEnvironment);
+  } catch (const UsageFailure& failure) {
+    return report(failure, kUsage);
   } catch (const Failure& failure) {
     return report(failure, kBad);
   } catch (const std::exception& failure) {
