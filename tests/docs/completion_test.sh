@@ -42,6 +42,10 @@ expect 'tpk build -o h' 'hello hello-1.0.tpk'
 expect 'tpk lint --flash ' ''
 expect 'tpk extract hello-1.0.tpk -C h' 'hello'
 expect 'tpk product new --h' '--help'
+expect 'tpk try --router ' 'build hello router.tar.gz two words'
+expect 'tpk try --keep h' 'hello'
+expect 'tpk try --installer n' 'notes.txt'
+expect 'tpk try --router hello h' 'hello hello-1.0.tpk'
 
 # Files by what the command reads, and folders.
 expect 'tpk verify ' 'build hello hello-1.0.tpk old.mpk two words two words.tpk'

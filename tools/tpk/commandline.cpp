@@ -15,9 +15,11 @@
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signcommand.h"
 #include "tools/tpk/signingset.h"
+#include "tools/tpk/trycommand.h"
 #include "tools/tpk/usage.h"
 #include "tools/tpk/verifycommand.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -43,6 +45,7 @@ struct Arguments {
   std::vector<std::string> digest;
   std::string file;  // to dump
   bool full = false;
+  TryOptions trial;
 };
 
 // The product data of the folder in place of those built in; none when it has no name.
@@ -226,6 +229,31 @@ void addSigning(CLI::App& app, Arguments& arguments, Command& command) {
   digests->add_option("FILE", arguments.digest, "package files, - for standard input")->required();
 }
 
+ExitStatus tryOut(const Arguments& arguments) { return tryCommand(arguments.trial); }
+
+void addTry(CLI::App& app, Arguments& arguments, Command& command) {
+  TryOptions& options = arguments.trial;
+  CLI::App* const trier =
+      app.add_subcommand("try", "show what the installer would do with packages on a router");
+  trier->add_option("--router", options.router, "backup of the router: a folder or a tar")
+      ->required();
+  trier->add_option("--installer", options.installer, "the program (the one of this build)");
+  trier->add_option("--keep", options.keep, "folder to make, in which the tried router stays");
+  trier->add_flag("--json", options.json, "print an object");
+  trier->add_option("FILE", options.files, "package files, - for standard input")->required();
+  trier->footer("What stands behind -- are options for the installer.");
+  trier->callback([&command] { command = tryOut; });
+}
+
+// What stands behind "--" is the installer's when it is to be tried; the number of words before.
+int takeInstallerOptions(int argc, char** argv, std::vector<std::string>& options) {
+  if (argc < 2 || std::string(argv[1]) != "try") return argc;
+  char** const end = argv + argc;
+  char** const mark = std::find(argv, end, std::string("--"));
+  if (mark != end) options.assign(mark + 1, end);
+  return static_cast<int>(mark - argv);
+}
+
 // The command line's words; command becomes the one that was given.
 void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   const auto chosen = [&command](CLI::App* subcommand, Command what) {
@@ -256,6 +284,7 @@ void addCommands(CLI::App& app, Arguments& arguments, Command& command) {
   addInspection(app, arguments, command);
   addLint(app, arguments, command);
   addGraph(app, arguments, command);
+  addTry(app, arguments, command);
 }
 
 }  // namespace
@@ -266,7 +295,7 @@ int runCommandLine(int argc, char** argv) {
   Command command = nullptr;
   addCommands(app, arguments, command);
   try {
-    app.parse(argc, argv);
+    app.parse(takeInstallerOptions(argc, argv, arguments.trial.options), argv);
   } catch (const CLI::ParseError& error) {
     // Help, or the version.
     if (error.get_exit_code() == 0) return static_cast<ExitStatus>(app.exit(error));
