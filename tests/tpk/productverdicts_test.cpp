@@ -47,7 +47,7 @@ Change before(const std::string& what) {
 Change lastDigit(const std::string& with) {
   return [=](const std::string& text) {
     std::string changed = text;
-    return changed.replace(changed.find_last_not_of("\n"), 1, with);
+    return changed.replace(changed.find_last_not_of('\n'), 1, with);
   };
 }
 Change withoutLastLine() {
