@@ -358,7 +358,7 @@ TEST_F(ExtractCommand, BundlesGiveTheSameBytesToo) {
 
 TEST_F(ExtractCommand, EveryCompressionIsFoundAgain) {
   std::string text;
-  for (int i = 0; i < 3000; ++i) text += std::to_string(i * i * 7919 % 10007) + " ";
+  for (unsigned i = 0; i < 3000; ++i) text += std::to_string(i * i * 7919 % 10007) + " ";
   writeFile(path("in/root/a"), text);
   for (int level = 0; level <= 9; ++level) {
     writeFile(path("in/package.toml"),
