@@ -155,7 +155,7 @@ turn-off = ["two"]
   EXPECT_EQ(readFile(path("out/two/onuninstall")), "x");
 }
 
-TEST_F(ExtractCommand, MembersWithOneNameDoNotMix) {
+TEST_F(ExtractCommand, MembersWithOneNameOrOddNamesDoNotMix) {
   const ProcessResult result = extract(PackBuilder()
                                            .bundleHeader("pair", kVersion)
                                            .header("one", kVersion)
@@ -163,12 +163,15 @@ TEST_F(ExtractCommand, MembersWithOneNameDoNotMix) {
                                            .header("one", kVersion)
                                            .archive(ArchiveBuilder().regular("a", "2"))
                                            .header("package.toml", kVersion)
-                                           .archive(ArchiveBuilder().regular("a", "3")));
+                                           .archive(ArchiveBuilder().regular("a", "3"))
+                                           .header("line\nend", kVersion)
+                                           .archive(ArchiveBuilder().regular("a", "4")));
   EXPECT_TRUE(result.exited(1)) << result;
   EXPECT_THAT(result.err, HasSubstr("cannot be built again"));
   EXPECT_EQ(readFile(path("out/one/root/a")), "1");
-  EXPECT_EQ(readFile(path("out/member.2/root/a")), "2");
-  EXPECT_EQ(readFile(path("out/member.3/root/a")), "3");
+  EXPECT_EQ(readFile(path("out/member.1/root/a")), "2");
+  EXPECT_EQ(readFile(path("out/member.2/root/a")), "3");
+  EXPECT_EQ(readFile(path("out/member.3/root/a")), "4");
 }
 
 TEST_F(ExtractCommand, NothingLandsOutside) {

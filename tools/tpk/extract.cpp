@@ -83,10 +83,11 @@ void Extraction::extractBundle() {
 
 // Two members can have one name, and a name need not be one for a file.
 std::string Extraction::memberFolder(const PackedPackage& member) {
-  const std::string& wanted = member.info.name;
-  std::string name = isUtf8(wanted) ? wanted : printable(wanted);
-  for (unsigned i = 2; name == kManifestName || folder_.makeFolder(name) != 0; ++i)
-    name = "member." + std::to_string(i);
+  std::string name = member.info.name;
+  const bool isPlain = printable(name) == name && name != kManifestName;
+  if (isPlain && folder_.makeFolder(name) == 0) return name;
+  name = "member.1";
+  for (unsigned i = 2; folder_.makeFolder(name) != 0; ++i) name = "member." + std::to_string(i);
   return name;
 }
 
