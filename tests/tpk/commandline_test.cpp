@@ -36,6 +36,8 @@ TEST_F(TpkProgram, SaysWhichWordIsWrong) {
   const std::pair<std::vector<std::string>, const char*> lines[] = {
       {{"bild", "hello"},
        "tpk: unknown command \"bild\"; did you mean \"build\"?\nSee tpk --help.\n"},
+      {{"bild", "--key", "product", "hello"},
+       "tpk: unknown command \"bild\"; did you mean \"build\"?\nSee tpk --help.\n"},
       {{"product", "nev"},
        "tpk product: unknown command \"nev\"; did you mean \"new\"?\nSee tpk product --help.\n"},
       {{"build", "hello", "--kee", "product"},

@@ -299,7 +299,7 @@ int runCommandLine(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     // Help, or the version.
     if (error.get_exit_code() == 0) return static_cast<ExitStatus>(app.exit(error));
-    std::fputs(usageText(app, error).c_str(), stderr);
+    std::fputs(usageText(app, argc, argv, error).c_str(), stderr);
     return kUsage;
   }
   return command(arguments);

@@ -10,20 +10,15 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// The innermost of the commands that were named, and its words.
-const CLI::App* namedCommand(const CLI::App* command, std::string& words) {
-  words = command->get_name();
-  while (!command->get_subcommands().empty()) {
-    command = command->get_subcommands().back();
-    words += " " + command->get_name();
-  }
-  return command;
+bool isOption(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
+
+std::vector<const CLI::App*> commandsOf(const CLI::App& command) {
+  return command.get_subcommands([](const CLI::App*) { return true; });
 }
 
-Words commandsOf(const CLI::App& command) {
+Words namesOf(const std::vector<const CLI::App*>& commands) {
   Words names;
-  for (const CLI::App* const known : command.get_subcommands([](const CLI::App*) { return true; }))
-    names.push_back(known->get_name());
+  for (const CLI::App* const command : commands) names.push_back(command->get_name());
   return names;
 }
 
@@ -40,22 +35,29 @@ std::string unknown(const char* kind, const std::string& word, const Words& know
          (meant.empty() ? "" : "; did you mean " + quoted(meant) + "?");
 }
 
-std::string problem(const CLI::App& command, const CLI::ParseError& error) {
-  const Words left = command.remaining();
-  for (const std::string& word : left)
-    if (word.size() > 1 && word[0] == '-') return unknown("option", word, optionsOf(command));
-  const Words commands = commandsOf(command);
+// From the command on that the line names; words become its. What the parser made of the line is
+// of no use for this: behind a word that it does not know it goes on looking for commands.
+std::string problem(const CLI::App& command, const Words& line, std::size_t at, std::string& words,
+                    const CLI::ParseError& error) {
+  const std::vector<const CLI::App*> commands = commandsOf(command);
+  words += (words.empty() ? "" : " ") + command.get_name();
+  if (!commands.empty() && at < line.size() && !isOption(line[at])) {
+    for (const CLI::App* const known : commands)
+      if (known->get_name() == line[at]) return problem(*known, line, at + 1, words, error);
+    return unknown("command", line[at], namesOf(commands));
+  }
+  for (const std::string& word : command.remaining())
+    if (isOption(word)) return unknown("option", word, optionsOf(command));
   if (commands.empty()) return error.what();
-  if (!left.empty()) return unknown("command", left.front(), commands);
   std::string list;
-  for (const std::string& name : commands) list += (list.empty() ? "" : ", ") + name;
+  for (const std::string& name : namesOf(commands)) list += (list.empty() ? "" : ", ") + name;
   return "a command is missing; there are " + list;
 }
 
 }  // namespace
 
-std::string usageText(const CLI::App& app, const CLI::ParseError& error) {
+std::string usageText(const CLI::App& app, int argc, char** argv, const CLI::ParseError& error) {
   std::string words;
-  const CLI::App* const command = namedCommand(&app, words);
-  return words + ": " + problem(*command, error) + "\nSee " + words + " --help.\n";
+  const std::string what = problem(app, Words(argv, argv + argc), 1, words, error);
+  return words + ": " + what + "\nSee " + words + " --help.\n";
 }

@@ -9,4 +9,4 @@ class ParseError;
 }  // namespace CLI
 
 // Which word it is, with the one that was probably meant, and whose --help to read.
-std::string usageText(const CLI::App& app, const CLI::ParseError& error);
+std::string usageText(const CLI::App& app, int argc, char** argv, const CLI::ParseError& error);
