@@ -36,7 +36,7 @@ Json jsonOf(const std::string& file, const Diagnosis& diagnosis) {
   json["reasons"] = Json::array();
   for (const Finding& finding : diagnosis.findings) json["reasons"].push_back(jsonOf(finding));
   json["bundle"] = diagnosis.isBundle;
-  json["packageCount"] = diagnosis.packageCount;
+  json["package-count"] = diagnosis.packageCount;
   json["packages"] = Json::array();
   for (const PackageDiagnosis& package : diagnosis.packages)
     json["packages"].push_back(jsonOf(package));
