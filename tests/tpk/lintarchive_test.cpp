@@ -202,6 +202,16 @@ TEST_F(LintArchive, ProgramsAreForTheRouter) {
             "warning foreign-program one-1.0 pc: is a program for another machine\n");
 }
 
+TEST_F(LintArchive, ScriptsAreExecutable) {
+  EXPECT_EQ(lint(archive()
+                     .regular("a", "#!/bin/bash\n", 0644)
+                     .regular("b", "#!/bin/bash\n", 0755)
+                     .regular("c", "# text\n", 0644)
+                     .regular("d", "#", 0644)
+                     .symlink("e", "#!")),
+            "note not-executable one-1.0 a: mode 0644\n");
+}
+
 TEST_F(LintArchive, LitterIsTold) {
   EXPECT_EQ(
       lint(archive().regular("a~", "").regular("b.o", "").regular("o", "").regular("c.ok", "")),

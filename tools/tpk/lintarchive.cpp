@@ -5,7 +5,13 @@
 
 namespace {
 
-enum : std::uint16_t { kSetUser = 04000, kSetGroup = 02000, kSticky = 01000, kOthersWrite = 0002 };
+enum : std::uint16_t {
+  kSetUser = 04000,
+  kSetGroup = 02000,
+  kSticky = 01000,
+  kOwnerExecutes = 0100,
+  kOthersWrite = 0002
+};
 
 void brokenArchive(const LintPackage& package, LintSink& sink) {
   if (!package.archiveFailure.empty()) sink.about(package, package.archiveFailure);
@@ -103,6 +109,16 @@ void foreignProgram(const LintPackage& package, LintSink& sink) {
   });
 }
 
+void notExecutable(const LintPackage& package, LintSink& sink) {
+  static const std::string mark = "#!";
+  eachPlaced(package, [&](const LintEntry& entry) {
+    if (entry.type() == ArchiveHeader::kRegular &&
+        (entry.archived.header.mode() & kOwnerExecutes) == 0 &&
+        entry.start.compare(0, mark.size(), mark) == 0)
+      sink.about(package, entry, modeText(entry));
+  });
+}
+
 void litter(const LintPackage& package, LintSink& sink) {
   eachPlaced(package, [&](const LintEntry& entry) {
     const std::string name = entry.path.substr(entry.path.rfind('/') + 1);
@@ -155,6 +171,10 @@ const std::vector<PackageCheck> kArchiveChecks = {
       "A program or library that is not for 32-bit little-endian MIPS does not run on a router.",
       "Build it for the router."},
      foreignProgram},
+    {{"not-executable", Severity::kNote,
+      "A file that begins like a script cannot be started by its name.",
+      "Make the file executable, unless other scripts only read it."},
+     notExecutable},
     {{"litter", Severity::kNote,
       "Backups, object files and version control have no use on a router and take flash.",
       "Leave the entry out."},
