@@ -295,7 +295,11 @@ TEST_F(TryCommand, MissingThingsAreStatusThree) {
   EXPECT_TRUE(tpk({"--router", backup, "missing.tpk"}).exited(3));
   EXPECT_TRUE(tpk({"--router", backup, "--installer", "missing", "ppp.tpk"}).exited(3));
   EXPECT_TRUE(tpk({"--router", backup, "--installer", "/bin/false", "ppp.tpk"}).exited(3));
-  EXPECT_EQ(listTree(temp.path(), 0), "/ppp.tpk file\n");
+  writeFile(temp.path() + "/broken", "#!/usr/bin/sh\necho it is broken >&2\nexit 5\n", 0755);
+  const ProcessResult result = tpk({"--router", backup, "--installer", "./broken", "ppp.tpk"});
+  EXPECT_TRUE(result.exited(3)) << result;
+  EXPECT_EQ(result.err, "tpk: ./broken: ended with exit status 5: it is broken\n");
+  EXPECT_EQ(listTree(temp.path(), 0), "/broken file\n/ppp.tpk file\n");
 }
 
 TEST_F(TryCommand, AnotherProductsInstallerRefuses) {

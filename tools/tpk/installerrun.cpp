@@ -15,6 +15,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -112,6 +113,30 @@ void Output::readAll(Descriptors& pipe, const HeldSignals& signals) {
   }
 }
 
+// Not the console's: what the system or a library says of the program itself.
+class ErrorOutput {
+ public:
+  ErrorOutput() : file_(::memfd_create("errors", MFD_CLOEXEC)) {
+    if (file_ < 0) failWithErrno("a file in memory", "cannot be made");
+  }
+  ~ErrorOutput() { ::close(file_); }
+  ErrorOutput(const ErrorOutput&) = delete;
+  ErrorOutput& operator=(const ErrorOutput&) = delete;
+
+  int descriptor() const { return file_; }
+  // The begin of it, without line ends behind.
+  std::string text() const {
+    std::array<char, 1000> bytes;
+    const ssize_t got = ::pread(file_, bytes.data(), bytes.size(), 0);
+    std::string begin(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    begin.erase(begin.find_last_not_of('\n') + 1);
+    return begin;
+  }
+
+ private:
+  int file_;
+};
+
 std::string howItEnded(int status) {
   return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                              : "exit status " + std::to_string(WEXITSTATUS(status));
@@ -148,11 +173,13 @@ InstallerRun runInstaller(const Sandbox& sandbox, const std::string& program,
                           const std::vector<std::string>& options, bool scripts,
                           const HeldSignals& signals) {
   Descriptors pipe;
+  const ErrorOutput errors;
   Sandbox::Start start;
   start.program = program;
   start.arguments = options;
   start.scripts = scripts;
-  start.output = start.errors = pipe.ends[1];
+  start.output = pipe.ends[1];
+  start.errors = errors.descriptor();
   start.signals = signals.former();
   Running process(sandbox.start(start));
   Output output;
@@ -164,8 +191,9 @@ InstallerRun runInstaller(const Sandbox& sandbox, const std::string& program,
   if (output.text().find(kUsage) == 0)
     throw UsageFailure(program + ": does not know these options");
   if (!run.routerLost && status != 0) {
-    const std::string last = run.messages.empty() ? "" : ": " + printable(run.messages.back());
-    throw EnvironmentFailure(program + ": ended with " + howItEnded(status) + last);
+    const std::string text = errors.text();
+    throw EnvironmentFailure(program + ": ended with " + howItEnded(status) +
+                             (text.empty() ? "" : ": " + printable(text)));
   }
   return run;
 }
