@@ -28,6 +28,18 @@ add_library(program_options INTERFACE)
 target_compile_options(program_options INTERFACE
   -fno-exceptions -fno-rtti -fvisibility=hidden -ffunction-sections -fdata-sections)
 
+# On the board every byte counts, and nothing of the program is loaded at an address of its own:
+# calls through the procedure linkage table need no global pointer set up in every function, and
+# nothing reads tables for unwinding. One thread needs no guards around local statics.
+if(INSTALLER_FOR_BOARD)
+  target_compile_options(program_options INTERFACE
+    -fno-pic -fno-pie -mplt -mno-shared -fno-asynchronous-unwind-tables -fno-unwind-tables
+    -fno-threadsafe-statics -flto=auto -ffat-lto-objects)
+  # Tests link the same objects; optimizing the program anew for each of them would take minutes.
+  target_link_options(project_options INTERFACE
+    -no-pie $<$<NOT:$<BOOL:$<TARGET_PROPERTY:OPTIMIZED_AS_A_WHOLE>>>:-fno-lto>)
+endif()
+
 # Only the program is optimized and counted: tests take most of the time to compile, many times as
 # long when optimized under the sanitizers.
 if(INSTALLER_SANITIZE)
@@ -45,4 +57,13 @@ function(add_program name product)
   add_executable(${name} "${CMAKE_SOURCE_DIR}/main/main.cpp")
   target_link_libraries(${name} PRIVATE installer_lib program_options ${product})
   target_link_options(${name} PRIVATE -Wl,--gc-sections)
+  if(INSTALLER_FOR_BOARD)
+    # The map says where the bytes are: scripts/size-report.
+    target_sources(${name} PRIVATE ${INSTALLER_BOARD_RUNTIME})
+    # Ahead of the library's own, which the linker would take for symbols that it meets late.
+    set_source_files_properties(${INSTALLER_BOARD_RUNTIME} PROPERTIES COMPILE_OPTIONS -fno-lto)
+    set_target_properties(${name} PROPERTIES OPTIMIZED_AS_A_WHOLE ON)
+    target_link_options(${name} PRIVATE -Os -flto=auto
+      -Wl,--as-needed,-O1,--build-id=none,-z,norelro "-Wl,-Map=$<TARGET_FILE:${name}>.map")
+  endif()
 endfunction()
