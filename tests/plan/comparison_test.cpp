@@ -20,7 +20,7 @@ class RandomWorld {
  public:
   explicit RandomWorld(TestRandom& random) : random_(random) {}
 
-  std::size_t size() { return random_.below(kMostPackages + 1); }
+  std::size_t size() { return static_cast<std::size_t>(random_.below(kMostPackages + 1)); }
   void describe(PackageInfo& info, unsigned depth);
   void install(Package& package);
   bool chance(unsigned percent) { return random_.below(100) < percent; }
@@ -33,7 +33,7 @@ class RandomWorld {
   void fill(std::vector<PackageDep>& list, unsigned percent);
 
   TestRandom& random_;
-  const std::size_t names_ = 2 + random_.below(5);
+  const std::size_t names_ = 2 + static_cast<std::size_t>(random_.below(5));
 };
 
 PackageDep RandomWorld::entry() {

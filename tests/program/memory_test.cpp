@@ -13,6 +13,12 @@ constexpr bool kSanitized = true;
 constexpr bool kSanitized = false;
 #endif
 
+#ifdef __mips__
+constexpr bool kForBoard = true;
+#else
+constexpr bool kForBoard = false;
+#endif
+
 constexpr char kValgrind[] = "/usr/bin/valgrind";
 constexpr int kFinding = 99;
 
@@ -31,6 +37,8 @@ class Memory : public testing::Test {
     if (kSanitized) {
       // The leak check looks at itself in /proc.
       NEEDS_MOUNT();
+    } else if (kForBoard) {
+      GTEST_SKIP() << "valgrind runs programs of the machine's own architecture only";
     } else if (!exists(kValgrind)) {
       GTEST_SKIP() << "there is no " << kValgrind;
     }

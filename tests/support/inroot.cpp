@@ -23,6 +23,8 @@ void must(bool good, const char* what) {
   std::abort();
 }
 
+int openHere() { return open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+
 void flushOutput() {
   std::cout.flush();
   std::fflush(stdout);
@@ -56,8 +58,13 @@ void InRoot::SetUp() {
 }
 
 void InRoot::openDescriptors() {
-  if (realRoot < 0) realRoot = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  realFolder_ = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  realFolder_ = openHere();
+  // Not by its name: an emulator that was told where the libraries are opens that folder as "/".
+  if (realRoot < 0) {
+    must(chdir("/") == 0, "chdir");
+    realRoot = openHere();
+    must(fchdir(realFolder_) == 0, "fchdir");
+  }
   realOutput_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
   console_ = memfd_create("console", MFD_CLOEXEC);
   must(realRoot >= 0 && realFolder_ >= 0 && realOutput_ >= 0 && console_ >= 0, "descriptors");

@@ -24,6 +24,8 @@ constexpr char kCounters[] = "/.gcov";
 // The same for the program: it starts in the router's root, and changes to "/" when that has become
 // the root. A run that ends before must not write into the machine's own root.
 constexpr char kCountersPrefix[] = "GCOV_PREFIX=.gcov";
+// Where an emulated program finds its libraries, when the tests run for another machine.
+constexpr char kEmulatedLibraries[] = "QEMU_LD_PREFIX";
 // Copies of the program and its libraries, to run it without the host's files.
 constexpr char kHostFiles[] = "/.host";
 constexpr char kShell[] = "/bin/bash-static";
@@ -81,10 +83,12 @@ std::string baseName(const std::string& path) { return path.substr(path.rfind('/
 std::vector<std::string> librariesOf(const std::string& program) {
   std::vector<std::string> libraries;
   std::string loader;
-  std::istringstream words(outputOf("ldd '" + program + "' 2>/dev/null"));
+  const std::string emulated = setting(kEmulatedLibraries);
+  const std::string list = emulated.empty() ? "ldd" : "'" + emulated + "/lib/ld.so.1' --list";
+  std::istringstream words(outputOf(list + " '" + program + "' 2>/dev/null"));
   for (std::string word; words >> word;) {
     if (word[0] != '/') continue;
-    if (baseName(word).compare(0, 3, "ld-") == 0) {
+    if (baseName(word).compare(0, 2, "ld") == 0) {
       loader = word;
     } else {
       libraries.push_back(word);
@@ -132,6 +136,8 @@ Router::Router(Product product)
                            "/flash/var/pckg", "/flash/rw/pckg"}) {
     folder(path);
   }
+  const std::string emulated = setting(kEmulatedLibraries);
+  if (!emulated.empty()) environment(kEmulatedLibraries + ("=" + emulated));
   memory(3000, 1000, 2000);
 }
 
