@@ -117,16 +117,17 @@ constexpr bool kLimitsMemory = true;
 
 class HostileSize : public TpkProgram {
  protected:
-  // With 64 MiB of memory for everything, the program itself included.
-  ProcessResult runSmall(const std::vector<std::string>& arguments,
-                         const std::string& package) const {
+  enum : rlim_t { kSmall = 64 << 20, kForFindings = 512 << 20 };
+  // With 64 MiB of memory for everything, the program itself included, unless told otherwise.
+  ProcessResult runSmall(const std::vector<std::string>& arguments, const std::string& package,
+                         rlim_t memory = kSmall) const {
     writeFile(path("package.tpk"), package);
     Command command;
     command.words = {TPK_PROGRAM};
     command.words.insert(command.words.end(), arguments.begin(), arguments.end());
     const std::string folder = temp_.path();
-    command.prepare = [folder] {
-      const rlimit limit = {64 << 20, 64 << 20};
+    command.prepare = [folder, memory] {
+      const rlimit limit = {memory, memory};
       return chdir(folder.c_str()) == 0 && setrlimit(RLIMIT_AS, &limit) == 0;
     };
     return Process(command).wait(std::chrono::seconds(15));
@@ -187,6 +188,25 @@ TEST_F(HostileSize, EntriesThatMemoryCannotHoldAreRefused) {
   EXPECT_EQ(runSmall({"diff", "good.tpk", "package.tpk"}, bytes).err, refusal);
   EXPECT_EQ(runSmall({"extract", "package.tpk", "-C", "out"}, bytes).err, refusal);
   EXPECT_FALSE(exists(path("out")));
+}
+
+TEST_F(HostileSize, FoldersThatMemoryCannotHoldAreNotKept) {
+  NEEDS_MEMORY_LIMIT();
+  const auto deep = [](std::size_t levels) {
+    std::string path;
+    for (std::size_t i = 0; i < levels; ++i) path += "a/";
+    return path;
+  };
+  ArchiveBuilder longest;
+  ArchiveBuilder many;
+  for (int i = 0; i < 100; ++i) longest.directory(std::to_string(i) + "/" + deep(32760));
+  for (int i = 0; i < 1000; ++i) many.directory(std::to_string(i) + "/" + deep(2000));
+  EXPECT_THAT(runSmall({"lint", "package.tpk"}, package(longest)).out,
+              HasSubstr("its name is too long"));
+  EXPECT_THAT(runSmall({"lint", "package.tpk"}, package(many), kForFindings).out,
+              HasSubstr("endless-archive"));
+  writeFile(path("good.tpk"), package(ArchiveBuilder()));
+  EXPECT_TRUE(runSmall({"diff", "good.tpk", "package.tpk"}, package(longest)).exited(1));
 }
 
 }  // namespace

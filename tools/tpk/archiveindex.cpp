@@ -4,6 +4,7 @@
 #include "tools/tpk/filetree.h"
 #include "tools/tpk/inputfile.h"
 
+#include <climits>
 #include <vector>
 
 namespace {
@@ -18,9 +19,17 @@ std::string pathOf(const std::string& name) {
 
 }  // namespace
 
+bool ArchiveBudget::fits(const ArchiveEntry& entry) {
+  const std::string& name = entry.name;
+  nameBytes_ += name.size() + entry.target.size();
+  // Paths that are longer have no folders that can be.
+  for (std::size_t end = name.find('/'); end < PATH_MAX; end = name.find('/', end + 1))
+    nameBytes_ += end;
+  return ++entries_ <= kMostEntries && nameBytes_ <= kMostNameBytes;
+}
+
 void ArchiveBudget::take(const ArchiveEntry& entry, const ArchiveReader& archive) {
-  nameBytes_ += entry.name.size() + entry.target.size();
-  if (++entries_ > kMostEntries || nameBytes_ > kMostNameBytes)
+  if (!fits(entry))
     throw Failure(archive.file().name() + ": archive: it has more entries than any router holds");
 }
 

@@ -13,8 +13,11 @@
 // entries than any machine has memory for.
 class ArchiveBudget {
  public:
-  enum : std::uint64_t { kMostEntries = 250000, kMostNameBytes = 64 * 1024 * 1024 };
+  enum : std::uint64_t { kMostEntries = 100000, kMostNameBytes = 16 * 1024 * 1024 };
 
+  // Whether there is room for the entry and, because some keep those too, for the paths of all
+  // folders on the way to it.
+  bool fits(const ArchiveEntry& entry);
   // Throws Failure for an entry too many.
   void take(const ArchiveEntry& entry, const ArchiveReader& archive);
 

@@ -142,7 +142,10 @@ std::string cleanPath(const std::string& path) {
       throw Failure(quoted(path) +
                     " has \"..\" in it, which the router refuses; write the path "
                     "without it");
-    if (!component.empty() && component != ".") clean = joinPaths(clean, component);
+    if (!component.empty() && component != ".") {
+      if (!clean.empty()) clean += '/';
+      clean += component;
+    }
     begin = end + 1;
   }
   return clean;

@@ -1,3 +1,4 @@
+#include "tools/tpk/archiveindex.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/inputfile.h"
 #include "tools/tpk/lintchecks.h"
@@ -7,9 +8,6 @@
 
 namespace {
 
-// Entries are small and deflate well: without limits a short file could fill the memory. A router
-// has room for neither.
-enum : std::size_t { kMaxEntries = 100000, kMaxNameBytes = std::size_t{16} << 20 };
 // Enough for the machine that an ELF program is for.
 enum : std::size_t { kStartSize = 20 };
 
@@ -18,7 +16,10 @@ std::string normalized(const std::string& name) {
   for (std::size_t begin = 0; begin < name.size();) {
     const std::size_t end = std::min(name.find('/', begin), name.size());
     const std::string component = name.substr(begin, end - begin);
-    if (!component.empty() && component != ".") path += (path.empty() ? "" : "/") + component;
+    if (!component.empty() && component != ".") {
+      if (!path.empty()) path += '/';
+      path += component;
+    }
     begin = end + 1;
   }
   return path;
@@ -38,10 +39,9 @@ std::string startOfData(ArchiveReader& archive) {
 
 void readEntries(const InputFile& input, const PartSpan& part, LintPackage& package) {
   ArchiveReader archive(input, part.offset);
-  std::size_t nameBytes = 0;
+  ArchiveBudget budget;
   for (LintEntry entry; archive.next(entry.archived); entry = LintEntry()) {
-    nameBytes += entry.archived.name.size() + entry.archived.target.size();
-    if (package.entries.size() == kMaxEntries || nameBytes > kMaxNameBytes) {
+    if (!budget.fits(entry.archived)) {
       package.hasMoreEntries = true;
       return;
     }

@@ -21,8 +21,10 @@ bool isIn(const std::string& path, const std::string& folder) {
          (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
-// Calls with every folder on the way to the path, the outermost first.
+// Calls with every folder on the way to the path, the outermost first. A path that is too long for
+// any system has none: its folders could be more than there is memory for.
 void eachFolder(const std::string& path, const std::function<void(const std::string&)>& call) {
+  if (path.size() >= PATH_MAX) return;
   for (std::size_t end = path.find('/'); end != std::string::npos; end = path.find('/', end + 1))
     call(path.substr(0, end));
 }
