@@ -209,4 +209,22 @@ TEST_F(HostileSize, FoldersThatMemoryCannotHoldAreNotKept) {
   EXPECT_TRUE(runSmall({"diff", "good.tpk", "package.tpk"}, package(longest)).exited(1));
 }
 
+using HostileFile = TpkProgram;
+
+TEST_F(HostileFile, MessagesShowTheControlCharactersOfNames) {
+  const std::string name = "a\x1b[31m\\b.tpk";
+  writeFile(path(name), "no package");
+  EXPECT_EQ(run({"info", name}).err,
+            "tpk: a\\x1b[31m\\b.tpk: is no package: its first four bytes are not a package's\n");
+}
+
+TEST_F(HostileFile, DevicesAreNoDescriptionsAndNoScripts) {
+  writeFile(path("a/package.toml"),
+            "name = \"a\"\nversion = \"1.0\"\noninstall = { file = \"/dev/zero\" }\n");
+  const std::string refusal = "tpk: /dev/zero: is a device, not a file\n";
+  EXPECT_EQ(run({"build", "/dev/zero"}).err, refusal);
+  EXPECT_EQ(run({"build", "a"}).err, refusal);
+  EXPECT_TRUE(run({"build", "a"}).exited(3));
+}
+
 }  // namespace

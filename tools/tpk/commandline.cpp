@@ -11,6 +11,7 @@
 #include "tools/tpk/list.h"
 #include "tools/tpk/manifest.h"
 #include "tools/tpk/pendingfile.h"
+#include "tools/tpk/printable.h"
 #include "tools/tpk/productcommand.h"
 #include "tools/tpk/productfolder.h"
 #include "tools/tpk/signcommand.h"
@@ -66,7 +67,7 @@ class ProductChoice {
 
 void warn(const std::vector<std::string>& warnings) {
   for (const std::string& warning : warnings)
-    std::fprintf(stderr, "tpk: warning: %s\n", warning.c_str());
+    std::fprintf(stderr, "tpk: warning: %s\n", consoleText(warning).c_str());
 }
 
 ExitStatus build(const Arguments& arguments) {
@@ -82,7 +83,7 @@ ExitStatus build(const Arguments& arguments) {
   }
   // Not into the package, should standard output be where it goes.
   std::FILE* const console = PendingFile(output).isReplaced() ? stdout : stderr;
-  std::fprintf(console, "%s: %s\n", output.c_str(),
+  std::fprintf(console, "%s: %s\n", consoleText(output).c_str(),
                arguments.folder.empty() ? "unsigned" : "signed");
   return kGood;
 }

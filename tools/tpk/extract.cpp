@@ -165,7 +165,8 @@ void Extraction::compareRebuilt() {
 }
 
 void Extraction::warn(const std::string& what) const {
-  std::fprintf(stderr, "tpk: warning: %s: %s\n", file_.name().c_str(), what.c_str());
+  std::fprintf(stderr, "tpk: warning: %s: %s\n", consoleText(file_.name()).c_str(),
+               consoleText(what).c_str());
 }
 
 }  // namespace

@@ -57,6 +57,10 @@ void failWithErrno(const std::string& path, const std::string& what) {
 std::string readHostFile(const std::string& path) {
   const Descriptor file(path, O_RDONLY, 0);
   if (!file) failWithErrno(path, "cannot be opened");
+  struct stat status;
+  // A device need not have an end.
+  if (::fstat(file.get(), &status) == 0 && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)))
+    throw EnvironmentFailure(path + ": is a device, not a file");
   std::string contents;
   char buffer[65536];
   for (;;) {

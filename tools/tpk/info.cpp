@@ -161,7 +161,7 @@ bool infoOf(std::ostream& out, const std::string& path, bool json) {
   } catch (const EnvironmentFailure&) {
     throw;
   } catch (const Failure& failure) {
-    std::fprintf(stderr, "tpk: %s\n", failure.what());
+    std::fprintf(stderr, "tpk: %s\n", consoleText(failure.what()).c_str());
     if (json) {
       Json object;
       putText(object, "file", name);

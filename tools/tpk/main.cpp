@@ -2,13 +2,14 @@
 #include "tools/tpk/command.h"
 #include "tools/tpk/commandline.h"
 #include "tools/tpk/failure.h"
+#include "tools/tpk/printable.h"
 
 #include <cstdio>
 
 namespace {
 
 int report(const std::exception& failure, ExitStatus status) {
-  std::fprintf(stderr, "tpk: %s\n", failure.what());
+  std::fprintf(stderr, "tpk: %s\n", consoleText(failure.what()).c_str());
   return status;
 }
 

@@ -1,5 +1,6 @@
 #include "tools/tpk/printable.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
@@ -62,6 +63,18 @@ std::string printable(const std::string& text) {
     const bool plain = length != 0 && !isControl(code) && code != '\\';
     for (; i < end; ++i)
       out += plain ? std::string(1, text[i]) : escaped(static_cast<unsigned char>(text[i]));
+  }
+  return out;
+}
+
+std::string consoleText(const std::string& message) {
+  std::string out;
+  for (std::size_t i = 0; i < message.size();) {
+    std::uint32_t code;
+    const std::size_t length = std::max<std::size_t>(characterAt(message, i, code), 1);
+    const std::string character = message.substr(i, length);
+    out += character == "\n" || character == "\\" ? character : printable(character);
+    i += length;
   }
   return out;
 }

@@ -4,6 +4,7 @@
 #include "tools/tpk/hostfile.h"
 #include "tools/tpk/inputfile.h"
 #include "tools/tpk/pendingfile.h"
+#include "tools/tpk/printable.h"
 #include "tools/tpk/sign.h"
 #include "tools/tpk/signingset.h"
 
@@ -21,7 +22,7 @@ void rewrite(const std::string& file, const Signer* signer, const std::string& o
   if (file == output && pending.isReplaced()) keepPermissions(file, pending.workPath());
   pending.commit();
   if (output != kStream) {
-    std::fprintf(pending.isReplaced() ? stdout : stderr, "%s: %s\n", output.c_str(),
+    std::fprintf(pending.isReplaced() ? stdout : stderr, "%s: %s\n", consoleText(output).c_str(),
                  signer ? "signed" : "unsigned");
   }
 }

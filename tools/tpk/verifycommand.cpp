@@ -64,7 +64,7 @@ ExitStatus Verification::run() {
     try {
       verify(file);
     } catch (const EnvironmentFailure& failure) {
-      std::fprintf(stderr, "tpk: %s\n", failure.what());
+      std::fprintf(stderr, "tpk: %s\n", consoleText(failure.what()).c_str());
       if (options_.json)
         report_.push_back({{"file", printable(file)}, {"error", printable(failure.what())}});
       status_ = kEnvironment;
