@@ -12,6 +12,7 @@
 
 #include <sstream>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
@@ -225,6 +226,39 @@ TEST_F(HostileFile, DevicesAreNoDescriptionsAndNoScripts) {
   EXPECT_EQ(run({"build", "/dev/zero"}).err, refusal);
   EXPECT_EQ(run({"build", "a"}).err, refusal);
   EXPECT_TRUE(run({"build", "a"}).exited(3));
+}
+
+// With the descriptor closed, or standing for the path.
+class LostOutput : public TpkProgram {
+ protected:
+  ProcessResult runTo(const char* target, const std::vector<std::string>& arguments) const {
+    Command command;
+    command.words = {TPK_PROGRAM};
+    command.words.insert(command.words.end(), arguments.begin(), arguments.end());
+    const std::string folder = temp_.path();
+    command.prepare = [folder, target] {
+      if (chdir(folder.c_str()) != 0 || close(STDOUT_FILENO) != 0) return false;
+      return !target || ::open(target, O_WRONLY) == STDOUT_FILENO;
+    };
+    return Process(command).wait(std::chrono::seconds(15));
+  }
+};
+
+TEST_F(LostOutput, IsAFailureOfTheEnvironment) {
+  writeFile(path("a.tpk"), PackBuilder().header("one", kVersion).finish());
+  for (const std::vector<std::string>& words :
+       std::vector<std::vector<std::string>>{{"verify", "a.tpk"},
+                                             {"verify", "--json", "a.tpk"},
+                                             {"digest", "a.tpk"},
+                                             {"info", "a.tpk"},
+                                             {"list", "--json", "a.tpk"},
+                                             {"--help"}}) {
+    for (const char* target : {static_cast<const char*>(nullptr), "/dev/full"}) {
+      const ProcessResult result = runTo(target, words);
+      EXPECT_TRUE(result.exited(3)) << words[0] << '\n' << result;
+      EXPECT_THAT(result.err, HasSubstr("standard output: cannot be written"));
+    }
+  }
 }
 
 }  // namespace

@@ -2,11 +2,32 @@
 #include "tools/tpk/command.h"
 #include "tools/tpk/commandline.h"
 #include "tools/tpk/failure.h"
+#include "tools/tpk/hostfile.h"
 #include "tools/tpk/printable.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <iostream>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
+
+// A file that is opened in the place of a closed standard stream would get what is meant for that
+// one. What stands in for it cannot be written, so that lost output is noticed.
+void fillStandardStreams() {
+  int opened = 0;
+  while (opened >= 0 && opened <= STDERR_FILENO) opened = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (opened >= 0) ::close(opened);
+}
+
+// Commands print as they go; what could not be printed shows here at the latest.
+void finishStandardOutput() {
+  errno = 0;
+  if (!std::cout.flush() || std::fflush(stdout) != 0 || std::ferror(stdout))
+    failWithErrno("standard output", "cannot be written");
+}
 
 int report(const std::exception& failure, ExitStatus status) {
   std::fprintf(stderr, "tpk: %s\n", consoleText(failure.what()).c_str());
@@ -17,7 +38,10 @@ int report(const std::exception& failure, ExitStatus status) {
 
 int main(int argc, char** argv) {
   try {
-    return runCommandLine(argc, argv);
+    fillStandardStreams();
+    const int status = runCommandLine(argc, argv);
+    finishStandardOutput();
+    return status;
   } catch (const EnvironmentFailure& failure) {
     return report(failure, kEnvironment);
   } catch (const UsageFailure& failure) {
