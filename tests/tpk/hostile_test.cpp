@@ -219,6 +219,20 @@ TEST_F(HostileFile, MessagesShowTheControlCharactersOfNames) {
             "tpk: a\\x1b[31m\\b.tpk: is no package: its first four bytes are not a package's\n");
 }
 
+// U+009B opens a control sequence on many terminals, and JSON may hold it as it is.
+TEST_F(HostileFile, JsonShowsControlCharactersAsCodes) {
+  PackBuilder builder;
+  builder.header("ppp", 0x03166600)
+      .part(kPartDescription,
+            "a\xc2\x9b"
+            "31m")
+      .sign();
+  writeFile(path("package.tpk"), builder.finish());
+  const std::string out = run({"info", "--json", "package.tpk"}).out;
+  EXPECT_THAT(out, HasSubstr("a\\u009b31m"));
+  EXPECT_EQ(out.find('\x9b'), std::string::npos);
+}
+
 TEST_F(HostileFile, DevicesAreNoDescriptionsAndNoScripts) {
   writeFile(path("a/package.toml"),
             "name = \"a\"\nversion = \"1.0\"\noninstall = { file = \"/dev/zero\" }\n");

@@ -234,6 +234,13 @@ TEST_F(ManifestFile, MembersAreSinglePackagesOfDifferentNames) {
             temp_.path() + "/missing: cannot be opened: No such file or directory");
 }
 
+// Each part of a key is a table in a table: enough of them would be too many for the stack.
+TEST_F(ManifestFile, EndlessKeysAreRefused) {
+  std::string key = "a";
+  for (int part = 0; part < 100000; ++part) key += ".a";
+  EXPECT_EQ(failureWith(key + " = 1\n"), ":3: a key of more than 1000 parts");
+}
+
 TEST_F(ManifestFile, BundlesInACircleAreRefused) {
   const std::string rest = "version = \"1.0\"\n[bundle]\nmembers = [";
   const std::string expected = "\" is a bundle, which cannot be in another one; list its members";

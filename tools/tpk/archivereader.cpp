@@ -10,25 +10,26 @@
 namespace {
 
 std::uint16_t zlibHeaderOf(const InputFile& file, std::uint64_t offset) {
-  ArchivePart part(file, offset);
+  FileRange part = openArchive(file, offset);
   unsigned char bytes[2];
-  if (!part.stream().read(reinterpret_cast<char*>(bytes), sizeof bytes)) return 0;
+  if (!part.read(reinterpret_cast<char*>(bytes), sizeof bytes)) return 0;
   return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
 }
 
 }  // namespace
 
-ArchivePart::ArchivePart(const InputFile& file, std::uint64_t offset)
-    : file_(file.open()), parts_(*file_, false) {
-  parts_.accept(kPartArchive);
-  while (parts_.next() != kNoPart && parts_.offset() != offset) {
-  }
+FileRange openArchive(const InputFile& file, std::uint64_t offset) {
+  auto stream = file.open();
+  PartHeader header;
+  stream->seekg(static_cast<std::streamoff>(offset - PartHeader::kSize));
+  stream->read(reinterpret_cast<char*>(header.bytes), PartHeader::kSize);
+  return FileRange(std::move(stream), offset, header.length());
 }
 
 ArchiveReader::ArchiveReader(const InputFile& file, std::uint64_t offset)
     : file_(file),
-      part_(file, offset),
-      inflated_(part_.stream(), false),
+      part_(openArchive(file, offset)),
+      inflated_(part_, false),
       zlibHeader_(zlibHeaderOf(file, offset)) {}
 
 bool ArchiveReader::next(ArchiveEntry& entry) {

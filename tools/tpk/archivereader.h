@@ -2,8 +2,8 @@
 #pragma once
 
 #include "stream/icstream.h"
-#include "stream/ipackstream.h"
 #include "stream/packformat.h"
+#include "tools/tpk/filerange.h"
 
 #include <cstdint>
 #include <memory>
@@ -18,18 +18,9 @@ struct ArchiveEntry {
   std::uint32_t device = 0;  // of a device node; makedev() of the board's kernel
 };
 
-// The compressed data of an archive part as a stream.
-class ArchivePart {
- public:
-  // The part's contents begin at the offset. The file must outlive the object.
-  ArchivePart(const InputFile& file, std::uint64_t offset);
-
-  ipackstream& stream() { return parts_; }
-
- private:
-  std::unique_ptr<std::istream> file_;
-  ipackstream parts_;
-};
+// The compressed data of the archive part whose contents begin at the offset, as a stream. The file
+// must outlive it. Reached at once, not by way of the parts before: a file can have thousands.
+FileRange openArchive(const InputFile& file, std::uint64_t offset);
 
 class ArchiveReader {
  public:
@@ -67,7 +58,7 @@ class ArchiveReader {
   [[noreturn]] void fail(const std::string& what) const;
 
   const InputFile& file_;
-  ArchivePart part_;
+  FileRange part_;
   icstream inflated_;
   std::uint16_t zlibHeader_ = 0;
   std::string name_;  // of the current entry, for messages

@@ -39,10 +39,10 @@ class Comparison : public std::streambuf {
 };
 
 bool isMadeWith(int level, const InputFile& file, const PartSpan& archive) {
-  ArchivePart compressed(file, archive.offset);
-  ArchivePart expected(file, archive.offset);
-  icstream inflated(compressed.stream(), false);
-  Comparison comparison(expected.stream());
+  FileRange compressed = openArchive(file, archive.offset);
+  FileRange expected = openArchive(file, archive.offset);
+  icstream inflated(compressed, false);
+  Comparison comparison(expected);
   std::ostream sink(&comparison);
   ocstream again(sink, level);
   char buffer[kCopySize];

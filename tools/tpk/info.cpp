@@ -166,7 +166,7 @@ bool infoOf(std::ostream& out, const std::string& path, bool json) {
       Json object;
       putText(object, "file", name);
       putText(object, "error", failure.what());
-      out << object.dump(2);
+      out << jsonText(object);
     }
     return false;
   }

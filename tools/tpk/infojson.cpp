@@ -117,6 +117,6 @@ bool writeInfoJson(std::ostream& out, const InputFile& file, const PackedFile& c
   object["packages"] = Json::array();
   for (const auto& package : contents.packages)
     object["packages"].push_back(packageJson(file, *package, good));
-  out << object.dump(2);
+  out << jsonText(object);
   return good;
 }

@@ -16,6 +16,8 @@ Json versionJson(std::uint32_t version) {
   return version == 0 ? Json(nullptr) : Json(versionString(version));
 }
 
+std::string jsonText(const Json& value, int indent) { return value.dump(indent, ' ', true); }
+
 Json depsJson(const std::vector<PackageDep>& list, bool withWeight) {
   Json array = Json::array();
   for (const PackageDep& dep : list) {

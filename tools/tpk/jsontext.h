@@ -20,4 +20,8 @@ void putText(Json& object, const std::string& key, const std::string& text);
 // The text form, or null for the open end of a range.
 Json versionJson(std::uint32_t version);
 
+// The text of a value, on one line when indent is negative. In ASCII: a terminal may be looking,
+// and control characters of Unicode are valid in JSON.
+std::string jsonText(const Json& value, int indent = 2);
+
 Json depsJson(const std::vector<PackageDep>& list, bool withWeight = false);

@@ -59,7 +59,7 @@ std::string lintJson(const std::vector<LintFinding>& findings) {
   Json object = {{"findings", list}};
   for (const Severity severity : kSeverities)
     object[std::string(severityWord(severity)) + "s"] = countFindings(findings, severity);
-  return object.dump(2) + "\n";
+  return jsonText(object) + "\n";
 }
 
 std::string lintRuleTable() {

@@ -56,7 +56,7 @@ std::string jsonOf(const ArchiveEntry& entry) {
     object["minor"] = deviceMinor(entry.device);
   }
   object["skip"] = entry.header.skip();
-  return object.dump();
+  return jsonText(object, -1);
 }
 
 void forEachEntry(const InputFile& file, const PackedPackage& package,
@@ -85,7 +85,7 @@ void writeJson(std::ostream& out, const InputFile& file, const PackedFile& conte
   for (const auto& package : contents.packages) {
     Json name;
     putText(name, "package", package->info.getFullName());
-    const std::string opening = name.dump();
+    const std::string opening = jsonText(name, -1);
     // The object goes on behind the name.
     out << packageSeparator << opening.substr(0, opening.size() - 1) << ",\"entries\":[";
     packageSeparator = ",\n";

@@ -23,6 +23,21 @@ std::string unknownKey(const std::string& key, const std::vector<std::string>& k
   return text + "known here are " + list;
 }
 
+// Each dot of a key is a table within a table, and the library takes them apart by recursion.
+void refuseDeepKeys(const std::string& path, const std::string& text) {
+  enum : std::ptrdiff_t { kMostDots = 1000 };
+  std::size_t line = 1;
+  for (std::size_t begin = 0; begin < text.size(); ++line) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    const auto first = text.begin() + static_cast<std::ptrdiff_t>(begin);
+    const auto last = text.begin() + static_cast<std::ptrdiff_t>(end);
+    if (std::count(first, std::find(first, last, '='), '.') > kMostDots)
+      throw Failure(path + ":" + std::to_string(line) + ": a key of more than " +
+                    std::to_string(std::ptrdiff_t{kMostDots}) + " parts");
+    begin = end + 1;
+  }
+}
+
 }  // namespace
 
 std::string TomlSource::where(const toml::node& node) const {
@@ -39,6 +54,7 @@ std::string TomlSource::resolve(const std::string& path) const {
 
 toml::table parseToml(const std::string& path) {
   const std::string text = readHostFile(path);
+  refuseDeepKeys(path, text);
   try {
     return toml::parse(text, path);
   } catch (const toml::parse_error& error) {

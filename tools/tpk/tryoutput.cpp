@@ -192,5 +192,5 @@ std::string tryJson(const TryReport& report) {
   json["flash"] = {{"added", useJson(report.added)}, {"removed", useJson(report.removed)}};
   json["messages"] = textList(report.messages);
   json["notes"] = textList(report.notes);
-  return json.dump(2) + "\n";
+  return jsonText(json) + "\n";
 }

@@ -3,16 +3,13 @@
 #include "tools/tpk/diagnosis.h"
 #include "tools/tpk/failure.h"
 #include "tools/tpk/inputfile.h"
+#include "tools/tpk/jsontext.h"
 #include "tools/tpk/printable.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include <nlohmann/json.hpp>
-
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json jsonOf(const Finding& finding) {
   Json json = {{"fault", faultWord(finding.fault)}, {"offset", finding.offset}};
@@ -70,7 +67,7 @@ ExitStatus Verification::run() {
       status_ = kEnvironment;
     }
   }
-  if (options_.json) std::printf("%s\n", report_.dump(2).c_str());
+  if (options_.json) std::printf("%s\n", jsonText(report_).c_str());
   return status_;
 }
 
