@@ -4,9 +4,10 @@ include(GNUInstallDirs)
 function(install_program)
   install(TARGETS installer RUNTIME DESTINATION "${CMAKE_INSTALL_SBINDIR}")
   install(FILES docs/man/installer.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
-  # Not how the project is built and why: that is for those who have its source.
-  install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md"
-    PATTERN man EXCLUDE PATTERN ARCHITECTURE.md EXCLUDE PATTERN DECISIONS.md EXCLUDE)
+  # For who uses it; how the project is built, measured and why is for those who have its source.
+  foreach(document IN ITEMS database format lint packaging product-data)
+    install(FILES docs/${document}.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+  endforeach()
 endfunction()
 
 function(install_tools)
