@@ -1,7 +1,12 @@
 # An emulated board; sourced behind common.sh and target.sh.
 #
-# The flash is a piece of the machine's memory that its kernel is told not to use, at 48 MiB, 16 MiB
-# long. The memory is a file, so the flash keeps what was written when the power goes.
+# The flash is a piece of the machine's memory that its kernel is told not to use. The memory is a
+# file, so the flash keeps what was written when the power goes. In MiB, 256 together at most:
+ram_before_flash=48
+flash_size=16
+ram_behind_flash=32
+memory_size() { echo "$((ram_before_flash + flash_size + ram_behind_flash))"; }
+
 board=$PWD/build/board
 boot_limit=${BOARD_BOOT_LIMIT:-120}
 
@@ -24,7 +29,13 @@ make_first_root() {
   add_libraries "$root/lib" "$1"
   cp scripts/lib/board-init "$root/init"
   chmod 755 "$root/init"
+  make_peak "$root/bin/peak"
   pack "$root" "$board/root.cpio.gz"
+}
+
+make_peak() {
+  "$cross-gcc" -specs="$musl/musl.specs" -static -no-pie -Os -s -Wall -Wextra -Werror -o "$1" \
+    tests/target/peak.c
 }
 
 # What the flash needs and the kernel has not built in; neither module needs another one.
@@ -56,8 +67,9 @@ pack() {
 # new_flash <file>: an erased one.
 new_flash() {
   rm -f "$1"
-  truncate -s 96M "$1"
-  head -c 16M /dev/zero | tr '\0' '\377' | dd of="$1" bs=1M seek=48 conv=notrunc status=none
+  truncate -s "$(memory_size)M" "$1"
+  head -c "${flash_size}M" /dev/zero | tr '\0' '\377' |
+    dd of="$1" bs=1M "seek=$ram_before_flash" conv=notrunc status=none
 }
 
 # boot <flash file> <boot script> <folder of packages> <word of the kernel's command line>...
@@ -65,8 +77,9 @@ new_flash() {
 # The console is standard output and standard input. Never takes longer than the limit: a kernel
 # that panics does not end its emulator.
 boot() {
-  local flash=$1 script=$2 packages=$3 work=$board/work
+  local flash=$1 script=$2 packages=$3 work=$board/work memory
   shift 3
+  memory=$(memory_size)M
   rm -rf "$work"
   mkdir -p "$work"
   cp "$script" "$work/boot-script"
@@ -74,11 +87,16 @@ boot() {
   cp -r "$packages" "$work/packages"
   pack "$work" "$board/work.cpio.gz"
   cat "$board/root.cpio.gz" "$board/work.cpio.gz" >"$board/initrd"
-  timeout -s KILL "$boot_limit" qemu-system-mipsel -M malta,memory-backend=ram -m 96 \
-    -object "memory-backend-file,id=ram,size=96M,mem-path=$flash,share=on" \
+  timeout -s KILL "$boot_limit" qemu-system-mipsel -M malta,memory-backend=ram -m "$memory" \
+    -object "memory-backend-file,id=ram,size=$memory,mem-path=$flash,share=on" \
     -nographic -vga none -monitor none -serial stdio -no-reboot -net none \
     -kernel "$(echo "$kernel"/boot/vmlinu[xz]-*)" -initrd "$board/initrd" \
-    -append "console=ttyS0 quiet nokaslr panic=-1 mem=48M@0 mem=32M@64M $*"
+    -append "console=ttyS0 quiet nokaslr panic=-1 mem=${ram_before_flash}M@0 $(rest_of_memory) $*"
+}
+
+rest_of_memory() {
+  echo "mem=${ram_behind_flash}M@$((ram_before_flash + flash_size))M" \
+    "board.flash=${ram_before_flash}Mi,${flash_size}Mi"
 }
 
 # ended_well <log>: the boot script came to its end, and with status 0.
