@@ -114,6 +114,7 @@ class Package : public PackageInfo {
                    bool relative) const;
   bool runScript(const char* scriptName) const;
 
+  void removeVersion() const;
   void removeFiles();
   void removeMetaDir() const;
 };

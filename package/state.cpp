@@ -1,4 +1,5 @@
 #include "package/files.h"
+#include "package/metafiles.h"
 #include "package/package.h"
 #include "repo/repo.h"
 
@@ -24,11 +25,9 @@ std::string freeKeepName() {
   return name;
 }
 
-bool unlinkIfLink(const std::string& path) {
+bool isLink(const std::string& path) {
   struct stat info;
-  if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return false;
-  unlink(path.c_str());
-  return true;
+  return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
 }
 
 // A running program goes on reading its file under the second name; the RAM file system drops it at
@@ -56,6 +55,9 @@ void Package::disable() {
 }
 
 void Package::uninstall() {
+  // First what makes the record a whole one: when the power goes in the middle, the next run takes
+  // away what is left instead of listing a package without its files.
+  removeVersion();
   removeFiles();
   removeMetaDir();
   scheduledAction = kActionNone;
@@ -75,12 +77,20 @@ void Package::removeFiles() {
   files.clear();
 }
 
-void Package::removeMetaDir() const {
+void Package::removeVersion() const {
   // Placeholders have no record: the directory would be the database itself.
+  if (name.empty() || isLink(kDatabase + name)) return;
+  unlink((getMetaDir(false) + kVersionFile).c_str());
+}
+
+void Package::removeMetaDir() const {
   if (name.empty()) return;
   const std::string meta = getMetaDir(false);
   // A link in the database's place for a record leads to what is not the package's.
-  if (unlinkIfLink(meta.substr(0, meta.size() - 1))) return;
+  if (isLink(kDatabase + name)) {
+    unlink((kDatabase + name).c_str());
+    return;
+  }
   DIR* const directory = opendir(meta.c_str());
   if (!directory) return;
   while (const dirent* entry = readdir(directory)) {
