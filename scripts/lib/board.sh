@@ -8,6 +8,8 @@ ram_behind_flash=32
 memory_size() { echo "$((ram_before_flash + flash_size + ram_behind_flash))"; }
 
 board=$PWD/build/board
+# What the boot scripts source or start, into the first folder.
+boot_files=(tests/target/board/checks)
 boot_limit=${BOARD_BOOT_LIMIT:-120}
 
 # Files of the kernel's first root: a shell, commands, the modules of the flash, the program with
@@ -21,7 +23,7 @@ make_first_root() {
   cp "$sysroot/bin/bash-static" "$root/bin/bash"
   cp "$sysroot/bin/busybox" "$root/bin/busybox"
   for command in cat cmp cp cut dd df du find grep head insmod ln ls md5sum mkdir mknod mount mv poweroff \
-    rm sed sh sleep sort stty sync tail touch tr umount wc; do
+    rm sed sh sleep sort stat stty sync tail timeout touch tr umount wc; do
     ln -s busybox "$root/bin/$command"
   done
   add_modules "$root/lib/modules"
@@ -83,7 +85,7 @@ boot() {
   rm -rf "$work"
   mkdir -p "$work"
   cp "$script" "$work/boot-script"
-  cp tests/target/board/checks "$work/checks"
+  cp "${boot_files[@]}" "$work"
   cp -r "$packages" "$work/packages"
   pack "$work" "$board/work.cpio.gz"
   cat "$board/root.cpio.gz" "$board/work.cpio.gz" >"$board/initrd"
