@@ -30,11 +30,13 @@ target_compile_options(program_options INTERFACE
 
 # On the board every byte counts, and nothing of the program is loaded at an address of its own:
 # calls through the procedure linkage table need no global pointer set up in every function, and
-# nothing reads tables for unwinding. One thread needs no guards around local statics.
+# nothing reads tables for unwinding. One thread needs no guards around local statics. Without rules
+# about aliases, functions that differ only in the types that they point to can be one.
 if(INSTALLER_FOR_BOARD)
   target_compile_options(program_options INTERFACE
     -fno-pic -fno-pie -mplt -mno-shared -fno-asynchronous-unwind-tables -fno-unwind-tables
-    -fno-threadsafe-statics -flto=auto -ffat-lto-objects)
+    -fno-threadsafe-statics -fno-strict-aliasing -mtune=24kc
+    -flto=auto -ffat-lto-objects)
   # Tests link the same objects; optimizing the program anew for each of them would take minutes.
   target_link_options(project_options INTERFACE
     -no-pie $<$<NOT:$<BOOL:$<TARGET_PROPERTY:OPTIMIZED_AS_A_WHOLE>>>:-fno-lto>)
@@ -63,7 +65,10 @@ function(add_program name product)
     # Ahead of the library's own, which the linker would take for symbols that it meets late.
     set_source_files_properties(${INSTALLER_BOARD_RUNTIME} PROPERTIES COMPILE_OPTIONS -fno-lto)
     set_target_properties(${name} PROPERTIES OPTIMIZED_AS_A_WHOLE ON)
-    target_link_options(${name} PRIVATE -Os -flto=auto
-      -Wl,--as-needed,-O1,--build-id=none,-z,norelro "-Wl,-Map=$<TARGET_FILE:${name}>.map")
+    # What is written to begins where it would in the file, not on a page of its own there; a quick
+    # search in the table of symbols is not worth its empty places.
+    target_link_options(${name} PRIVATE -Os -flto=auto -flto-partition=one
+      -Wl,--as-needed,-O0,--build-id=none,-z,norelro,-z,common-page-size=16
+      "-Wl,-Map=$<TARGET_FILE:${name}>.map")
   endif()
 endfunction()

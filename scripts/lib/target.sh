@@ -18,4 +18,5 @@ say_skipped() { printf '== %s\n   SKIPPED: %s\n' "$1" "$2"; }
 # What a loader does not read stays here.
 strip_program() {
   "$cross-strip" -s -R .comment -R .pdr -R .gnu.attributes -R .mdebug.abi32 -o "$2" "$1"
+  scripts/lib/drop-section-table "$2"
 }
