@@ -2,16 +2,17 @@
 
 #include "main/options.h"
 #include "package/package.h"
+#include "repo/console.h"
 #include "repo/repo.h"
 #include "stream/ifilestream.h"
+#include "stream/outputfile.h"
 #include "stream/packformat.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
 #include <map>
+#include <streambuf>
 #include <string>
 
 #include <fcntl.h>
@@ -26,29 +27,23 @@ constexpr char kStreamImage[] = "/flash/var/pdb//image";
 constexpr char kImageName[] = "image";
 constexpr char kChangeMarker[] = "/flash/PCKGS_CHANGED";
 
-// What the driver says itself goes past the run log, and past quiet mode.
-void say(const char* text) { std::cout << text << std::endl; }
-
 // The copy of a package that arrives as a stream. It knows when bytes are missing, because they
 // could not be written or never came: such an image is worse than none.
-class ImageFile : public std::filebuf {
+class ImageFile : public std::streambuf {
  public:
-  bool complete() const {
-    return !lost_ && received_ >= std::uint64_t{header_.length()} + FileHeader::kSize;
+  ImageFile() : file_(kStreamImage) {}
+
+  bool isOpen() const { return file_.good(); }
+  // Closes the file. Whether the whole package is in it.
+  bool complete() {
+    return file_.close() && received_ >= std::uint64_t{header_.length()} + FileHeader::kSize;
   }
 
  protected:
   std::streamsize xsputn(const char* data, std::streamsize count) override {
     noteHeader(data, count);
     received_ += static_cast<std::uint64_t>(count);
-    const std::streamsize written = std::filebuf::xsputn(data, count);
-    if (written != count) lost_ = true;
-    return written;
-  }
-  int_type overflow(int_type c) override {
-    const int_type result = std::filebuf::overflow(c);
-    if (traits_type::eq_int_type(result, traits_type::eof())) lost_ = true;
-    return result;
+    return file_.write(data, static_cast<std::size_t>(count)) ? count : 0;
   }
 
  private:
@@ -58,26 +53,25 @@ class ImageFile : public std::filebuf {
       std::memcpy(header_.bytes, data, sizeof header_.bytes);
   }
 
+  OutputFile file_;
   FileHeader header_;
   std::uint64_t received_ = 0;
-  bool lost_ = false;
 };
 
-// metaDir is empty for a package without the image marker; the link then lands in the working
-// directory.
-int linkImage(const std::string& from, const std::string& metaDir) {
-  if (link(from.c_str(), (metaDir + kImageName).c_str()) == 0) return 0;
-  say("ERROR: could not save package image");
+int notSaved() {
+  print("ERROR: could not save package image\n");
   return kFailed;
 }
 
+// metaDir is empty for a package without the image marker; the link then lands in the working
+// directory.
+int linkImage(const char* from, const std::string& metaDir) {
+  if (link(from, (metaDir + kImageName).c_str()) == 0) return 0;
+  return notSaved();
+}
+
 int saveStreamImage(bool complete, const std::string& metaDir) {
-  int result = kFailed;
-  if (complete) {
-    result = linkImage(kStreamImage, metaDir);
-  } else {
-    say("ERROR: could not save package image");
-  }
+  const int result = complete ? linkImage(kStreamImage, metaDir) : notSaved();
   unlink(kStreamImage);
   return result;
 }
@@ -87,9 +81,9 @@ int installStream(ImageFile& image, unsigned flags) {
   std::map<std::string, bool> choices;
   std::string metaDir;
   const int result = Repo::getRepo()->installFrom(in, flags, choices, &image, &metaDir);
-  const bool closed = image.close() != nullptr;
+  const bool complete = image.complete();
   // After a failure the image stays where it is, as far as it came.
-  return result == 0 ? saveStreamImage(closed && image.complete(), metaDir) : result;
+  return result == 0 ? saveStreamImage(complete, metaDir) : result;
 }
 
 int installFile(const std::string& path, unsigned flags) {
@@ -98,18 +92,18 @@ int installFile(const std::string& path, unsigned flags) {
   std::map<std::string, bool> choices;
   std::string metaDir;
   const int result = Repo::getRepo()->installFrom(in, flags, choices, nullptr, &metaDir);
-  return result == 0 ? linkImage(path, metaDir) : result;
+  return result == 0 ? linkImage(path.c_str(), metaDir) : result;
 }
 
 void markChanged() {
-  const int marker = creat(kChangeMarker, 0600);
+  const int marker = open(kChangeMarker, O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (marker >= 0) close(marker);
 }
 
 void installAll(unsigned flags, bool changed) {
   if (Repo::getRepo()->installAllPackages(flags)) changed = true;
   if (changed) markChanged();
-  if (flags & kReinstall) say("");
+  if (flags & kReinstall) print("\n");
 }
 
 int install(const Options& options) {
@@ -119,8 +113,8 @@ int install(const Options& options) {
   int result = 0;
   if (options.imageFromStdin) {
     ImageFile image;
-    if (!image.open(kStreamImage, std::ios::out | std::ios::binary | std::ios::trunc)) {
-      say("ERROR: could not open image");
+    if (!image.isOpen()) {
+      print("ERROR: could not open image\n");
       return kFailed;
     }
     result = installStream(image, flags);

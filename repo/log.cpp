@@ -8,20 +8,7 @@ namespace {
 
 constexpr char kRunLog[] = "/flash/postlog";
 
-enum : std::size_t { kReservedSize = 4096, kWriteSize = 4096 };
-
-// Lines cost one write per page rather than one each.
-void writeLines(OutputFile& file, const std::vector<std::string>& lines) {
-  std::string pending;
-  for (const std::string& line : lines) {
-    pending += line;
-    pending += '\n';
-    if (pending.size() < kWriteSize) continue;
-    file.write(pending);
-    pending.clear();
-  }
-  file.write(pending);
-}
+enum : std::size_t { kReservedSize = 4096 };
 
 }  // namespace
 
@@ -30,7 +17,10 @@ void Repo::writeLog() {
   OutputFile file(kRunLog, postlogLoaded ? OutputFile::kTruncate : OutputFile::kAppend);
   if (!file.good()) return;
   sync();
-  writeLines(file, logLines);
+  for (const std::string& line : logLines) {
+    file.write(line);
+    file.write("\n", 1);
+  }
   // A log that cannot be saved must not fail the run that it tells of.
   file.close();
 }

@@ -68,13 +68,12 @@ struct Bases {
 
 Bases makeBases(const AffinePoint& b, const AffinePoint& p) {
   const Field25519 one = Field25519::fromSmall(1);
-  const Field25519 zero;
-  Bases bases = {{b.x, one}, {p.x, one}, {one, zero}, {one, zero}};
+  Bases bases = {{b.x, one}, {p.x, one}, {one, {}}, {one, {}}};
   if (b.x == p.x) {
     (b.y == p.y ? bases.sum : bases.difference) = doubled(bases.b);
   } else {
     bases.sum = chordSum(b, p);
-    bases.difference = chordSum(b, {p.x, zero - p.y});
+    bases.difference = chordSum(b, {p.x, Field25519() - p.y});
   }
   return bases;
 }

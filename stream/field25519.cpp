@@ -47,10 +47,11 @@ bool atLeastPrime(const std::int32_t* limb) {
 // Rounding to nearest leaves all others within half a unit: the result is tight.
 Field25519 Field25519::carried(std::int64_t* limbs) {
   const auto carryOut = [limbs](unsigned i) {
-    const std::int64_t unit = limbUnit(i);
-    const std::int64_t carry = shiftedDown(limbs[i] + unit / 2, limbBits(i));
-    limbs[i] -= carry * unit;
-    return carry;
+    const std::int32_t unit = limbUnit(i);
+    const std::int64_t raised = limbs[i] + unit / 2;
+    limbs[i] = static_cast<std::int32_t>(raised & (unit - 1)) - unit / 2;
+    // By a constant: the processor shifts no number of 64 bits by a variable one.
+    return i % 2 == 0 ? shiftedDown(raised, limbBits(0)) : shiftedDown(raised, limbBits(1));
   };
   for (unsigned i = 0; i + 1 < kLimbs; ++i) limbs[i + 1] += carryOut(i);
   limbs[0] += kFold * carryOut(kLimbs - 1);

@@ -39,10 +39,10 @@ void Hash::finish(bool littleEndianLength) {
     filled = 0;
   }
   std::memset(block_ + filled, 0, kLengthOffset - filled);
-  const std::uint64_t bits = (std::uint64_t{countHigh_} << 32 | countLow_) * 8;
+  const std::uint32_t bits[] = {countLow_ << 3, countHigh_ << 3 | countLow_ >> 29};
   for (unsigned i = 0; i < kLengthSize; ++i) {
-    const unsigned shift = 8 * (littleEndianLength ? i : kLengthSize - 1 - i);
-    block_[kLengthOffset + i] = static_cast<unsigned char>(bits >> shift);
+    const unsigned place = littleEndianLength ? i : kLengthSize - 1 - i;
+    block_[kLengthOffset + i] = static_cast<unsigned char>(bits[place / 4] >> 8 * (place % 4));
   }
   transform();
   countLow_ = countHigh_ = 0;

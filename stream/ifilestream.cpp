@@ -24,10 +24,10 @@ std::size_t readSome(int descriptor, char* out, std::size_t count) {
 
 ifilebuf::~ifilebuf() { close(); }
 
-bool ifilebuf::open(const std::string& path) {
+bool ifilebuf::open(const char* path) {
   close();
   do {
-    descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC);
   } while (descriptor_ < 0 && errno == EINTR);
   owned_ = descriptor_ >= 0;
   return owned_;
@@ -115,7 +115,7 @@ ifilebuf::pos_type ifilebuf::seekpos(pos_type target, std::ios_base::openmode wh
   return seekoff(off_type(target), std::ios_base::beg, which);
 }
 
-ifilestream::ifilestream(const std::string& path) : std::istream(nullptr) {
+ifilestream::ifilestream(const char* path) : std::istream(nullptr) {
   rdbuf(&file_);
   if (!file_.open(path)) setstate(failbit);
 }

@@ -15,7 +15,7 @@ class ifilebuf : public std::streambuf {
   ifilebuf& operator=(const ifilebuf&) = delete;
 
   // Opens the file for reading; false, with errno, when that fails.
-  [[nodiscard]] bool open(const std::string& path);
+  [[nodiscard]] bool open(const char* path);
   // Reads from a descriptor that stays the caller's.
   void attach(int descriptor);
   bool isOpen() const { return descriptor_ >= 0; }
@@ -40,7 +40,8 @@ class ifilebuf : public std::streambuf {
 class ifilestream : public std::istream {
  public:
   // Failed from the start when the file cannot be opened.
-  explicit ifilestream(const std::string& path);
+  explicit ifilestream(const char* path);
+  explicit ifilestream(const std::string& path) : ifilestream(path.c_str()) {}
   explicit ifilestream(int descriptor);
 
   bool isOpen() const { return file_.isOpen(); }

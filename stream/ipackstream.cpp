@@ -126,12 +126,8 @@ ipackstreambuf::int_type ipackstreambuf::underflow() {
 }
 
 ipackstreambuf::int_type ipackstreambuf::uflow() {
-  if (remaining_ == 0) return traits_type::eof();
-  const int_type c = source_->sbumpc();
-  if (traits_type::eq_int_type(c, traits_type::eof())) return c;
-  const char byte = traits_type::to_char_type(c);
-  account(&byte, 1);
-  return c;
+  char byte;
+  return xsgetn(&byte, 1) == 1 ? traits_type::to_int_type(byte) : traits_type::eof();
 }
 
 ipackstreambuf::int_type ipackstreambuf::pbackfail(int_type c) {

@@ -16,8 +16,8 @@ int openFlags(unsigned flags) {
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path, unsigned flags)
-    : descriptor_(::open(path.c_str(), openFlags(flags), 0666)) {
+OutputFile::OutputFile(const char* path, unsigned flags)
+    : descriptor_(::open(path, openFlags(flags), 0666)) {
   if (descriptor_ < 0) fail();
 }
 
@@ -36,6 +36,18 @@ bool OutputFile::good() const {
 }
 
 bool OutputFile::write(const char* data, std::size_t count) {
+  if (pending_.empty() && count >= kPageSize) return writeOut(data, count);
+  pending_.append(data, count);
+  return pending_.size() < kPageSize ? good() : writePending();
+}
+
+bool OutputFile::writePending() {
+  const bool written = writeOut(pending_.data(), pending_.size());
+  pending_.clear();
+  return written;
+}
+
+bool OutputFile::writeOut(const char* data, std::size_t count) {
   while (good() && count > 0) {
     const ssize_t written = ::write(descriptor_, data, count);
     if (written > 0) {
@@ -50,6 +62,7 @@ bool OutputFile::write(const char* data, std::size_t count) {
 }
 
 bool OutputFile::close() {
+  writePending();
   // After EINTR the descriptor is gone and the data are with the system: not a failure, and nothing
   // to repeat.
   if (descriptor_ >= 0 && ::close(descriptor_) != 0 && errno != EINTR) fail();

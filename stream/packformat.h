@@ -55,7 +55,9 @@ inline std::string fixedName(const unsigned char* field, std::size_t width) {
   const void* nul = std::memchr(field, 0, width);
   const std::size_t length =
       nul ? static_cast<std::size_t>(static_cast<const unsigned char*>(nul) - field) : width;
-  return std::string(reinterpret_cast<const char*>(field), length);
+  std::string name;
+  name.append(reinterpret_cast<const char*>(field), length);
+  return name;
 }
 
 // Fills a fixed-width name field, NUL-padded; a longer name is cut.

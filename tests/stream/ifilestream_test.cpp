@@ -208,12 +208,12 @@ TEST_F(IfilestreamTest, KnowsWhatARegularFileHasLeft) {
 
 TEST_F(IfilestreamTest, ClosesWhatItOpened) {
   ifilebuf file;
-  ASSERT_TRUE(file.open(put("abc")));
+  ASSERT_TRUE(file.open(put("abc").c_str()));
   EXPECT_EQ(file.sgetc(), 'a');
   file.close();
   EXPECT_FALSE(file.isOpen());
   EXPECT_EQ(file.sgetc(), EOF);
-  ASSERT_TRUE(file.open(folder_ + "/file"));
+  ASSERT_TRUE(file.open((folder_ + "/file").c_str()));
   EXPECT_EQ(file.sgetc(), 'a');
 }
 
@@ -221,7 +221,7 @@ TEST_F(IfilestreamTest, IsNotInheritedByPrograms) {
   const int next = dup(0);  // the number that the file will get
   close(next);
   ifilebuf file;
-  ASSERT_TRUE(file.open(put("abc")));
+  ASSERT_TRUE(file.open(put("abc").c_str()));
   EXPECT_EQ(fcntl(next, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
