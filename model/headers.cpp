@@ -43,11 +43,8 @@ bool readDeps(ipackstream& in, std::vector<PackageDep>& list) {
   for (unsigned left = count.count(); left != 0; --left) {
     DepRecord record;
     if (!readRecord(in, record)) return false;
-    PackageDep dep;
-    dep.name = record.name();
-    dep.minVersion = record.minVersion();
-    dep.maxVersion = record.maxVersion();
-    dep.weight = record.weight();
+    const PackageDep dep = {record.name(), record.minVersion(), record.maxVersion(),
+                            record.weight()};
     list.push_back(dep);
   }
   return true;
@@ -59,7 +56,8 @@ bool PackageInfo::readFrom(ipackstream& in) {
 
   PackageHeader header;
   if (!readRecord(in, header)) return false;
-  name = header.name();
+  const std::string ownName = header.name();
+  name = ownName;
   version = header.version();
   buildTime = header.buildTime();
   if (!canBeDirectory(name)) return false;

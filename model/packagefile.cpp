@@ -38,9 +38,9 @@ bool readCarried(ipackstream& in, std::list<PackageInfo*>& carried) {
 
 }  // namespace
 
-bool hasPostfix(const std::string& text, const char* postfix) {
-  const std::size_t length = std::strlen(postfix);
-  return text.size() >= length && text.compare(text.size() - length, length, postfix) == 0;
+bool hasPostfix(std::string_view text, std::string_view postfix) {
+  return text.size() >= postfix.size() && std::memcmp(text.data() + text.size() - postfix.size(),
+                                                      postfix.data(), postfix.size()) == 0;
 }
 
 PackageFile::~PackageFile() = default;

@@ -5,12 +5,13 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 constexpr char kPackageSuffix[] = ".tpk";
 constexpr char kOtherPackageSuffix[] = ".mpk";
 
 // Whether text ends in postfix; case counts.
-bool hasPostfix(const std::string& text, const char* postfix);
+bool hasPostfix(std::string_view text, std::string_view postfix);
 
 class PackageFile : public PackageInfo {
  public:

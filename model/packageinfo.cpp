@@ -1,6 +1,7 @@
 #include "model/packageinfo.h"
 
 #include "model/version.h"
+#include "stream/text.h"
 
 namespace {
 
@@ -36,14 +37,13 @@ PackageInfo::~PackageInfo() {
 }
 
 void PackageInfo::addConflict(const std::string& conflictName, unsigned int conflictVersion) {
-  PackageDep conflict;
-  conflict.name = conflictName;
-  conflict.minVersion = conflictVersion;
-  conflict.maxVersion = conflictVersion;
+  const PackageDep conflict = {conflictName, conflictVersion, conflictVersion};
   conflicts.push_back(conflict);
 }
 
-std::string PackageInfo::getFullName() const { return name + "-" + versionString(version); }
+std::string PackageInfo::getFullName() const {
+  return formatted("%s-%s", name.c_str(), versionString(version));
+}
 
 bool PackageInfo::doesSatisfy(const PackageDep& dep) const {
   return name == dep.name && dep.minVersion <= version &&
