@@ -28,7 +28,12 @@ class CandidateCheck {
   void checkDependencies();
   void checkConflicts();
 
-  bool mayReport(unsigned quietFlag) const { return !reported_ && !(flags_ & quietFlag); }
+  // Whether something may be reported that the flag silences; when it may, it has to be.
+  bool reports(unsigned quietFlag) {
+    if (reported_ || (flags_ & quietFlag)) return false;
+    reported_ = true;
+    return true;
+  }
 
   Repo& repo_;
   const PackageInfo& candidate_;
@@ -55,15 +60,13 @@ void CandidateCheck::compareWithInstalled() {
     result_ = kIsUpgrade;
   } else if (better == 0) {
     result_ = kIsSame;
-    if (!mayReport(kReinstall)) return;
+    if (!reports(kReinstall)) return;
     repo_.warn("omitting package %s: it is already installed", fullName_.c_str());
-    reported_ = true;
   } else {
     result_ = kIsDowngrade;
-    if (!mayReport(kAllowDowngrade)) return;
+    if (!reports(kAllowDowngrade)) return;
     repo_.warn("omitting package %s: newer package %s is already installed", fullName_.c_str(),
                installed->getFullName().c_str());
-    reported_ = true;
   }
 }
 
@@ -72,21 +75,17 @@ void CandidateCheck::checkFileSystem() {
   const bool tooOld = candidate_.version < kOldestOnThisFileSystem ||
                       (candidate_.version < kOldestOnLargeBlocks && flashHasLargeBlocks());
   if (!tooOld) return;
-  if (mayReport(kQuietUnusable)) {
-    repo_.warn("omitting package %s: it does not support current file system", fullName_.c_str());
-    reported_ = true;
-  }
   result_ |= kUnusable;
+  if (!reports(kQuietUnusable)) return;
+  repo_.warn("omitting package %s: it does not support current file system", fullName_.c_str());
 }
 
 void CandidateCheck::checkArchitecture() {
   if (candidate_.arch.empty() || candidate_.arch == kArchitecture) return;
-  if (mayReport(kQuietUnusable)) {
-    repo_.error("can not install %s: it is not made for %s, but for %s", fullName_.c_str(),
-                kArchitecture, candidate_.arch.c_str());
-    reported_ = true;
-  }
   result_ |= kUnusable;
+  if (!reports(kQuietUnusable)) return;
+  repo_.error("can not install %s: it is not made for %s, but for %s", fullName_.c_str(),
+              kArchitecture, candidate_.arch.c_str());
 }
 
 void CandidateCheck::checkDependencies() {
@@ -94,12 +93,10 @@ void CandidateCheck::checkDependencies() {
     std::vector<Package*> satisfying;
     repo_.collectSatisfying(dep, satisfying, false);
     if (!satisfying.empty()) continue;
-    if (mayReport(kQuietUnusable)) {
-      repo_.error("can not install %s: %s is not installed, but is required", fullName_.c_str(),
-                  dep.getFullName().c_str());
-      reported_ = true;
-    }
     result_ |= kUnusable;
+    if (!reports(kQuietUnusable)) return;
+    repo_.error("can not install %s: %s is not installed, but is required", fullName_.c_str(),
+                dep.getFullName().c_str());
     return;
   }
 }
@@ -108,7 +105,7 @@ void CandidateCheck::checkConflicts() {
   const Package* const other = repo_.findConflicting(candidate_);
   if (!other) return;
   result_ |= kConflict;
-  if (!mayReport(kQuietConflicts)) return;
+  if (!reports(kQuietConflicts)) return;
   repo_.error("can not install %s: it conflicts with %s", fullName_.c_str(),
               other->getFullName().c_str());
 }
@@ -152,8 +149,8 @@ Candidates prune(Repo& repo, const Candidates& candidates, bool reverse, bool ve
 Candidates order(const Candidates& survivors) {
   const NameIndex answering(survivors, kAnsweredNames);
   const NameIndex conflicting(survivors, kConflictAskedNames);
-  std::vector<char> precedes(survivors.size());
-  std::vector<std::size_t> placed;
+  std::string precedes(survivors.size(), 0);  // by position: 1 or 0
+  Positions placed;
   for (std::size_t i = 0; i < survivors.size(); ++i) {
     const PackageInfo& next = *survivors[i];
     std::fill(precedes.begin(), precedes.end(), 0);

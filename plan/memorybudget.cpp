@@ -16,7 +16,7 @@ constexpr std::uint32_t kBytesPerUnit = 1024;
 
 bool readValue(std::istream& in, const char* label, unsigned& value) {
   char line[kLineSize];
-  in.getline(line, sizeof line);
+  in.getline(line, sizeof line, '\n');
   const std::size_t length = std::strlen(label);
   if (in.gcount() <= 0 || std::strncmp(line, label, length) != 0) return false;
   char* end = nullptr;

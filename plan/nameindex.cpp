@@ -3,17 +3,18 @@
 #include "model/packageinfo.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
-using Names = std::vector<std::string_view>;
+using Names = std::vector<const char*>;
 
 void appendNames(const std::vector<PackageDep>& list, Names& names) {
-  for (const PackageDep& dep : list) names.push_back(dep.name);
+  for (const PackageDep& dep : list) names.push_back(dep.name.c_str());
 }
 
 void appendNames(const PackageInfo& package, unsigned kinds, Names& names) {
-  if (kinds & kOwnNames) names.push_back(package.name);
+  if (kinds & kOwnNames) names.push_back(package.name.c_str());
   if (kinds & kProvidedNames) appendNames(package.provides, names);
   if (kinds & kConflictNames) appendNames(package.conflicts, names);
   if (kinds & kRequiredNames) appendNames(package.deps, names);
@@ -22,38 +23,43 @@ void appendNames(const PackageInfo& package, unsigned kinds, Names& names) {
 
 }  // namespace
 
-void NameIndex::addName(std::string_view name, std::size_t position) {
-  std::vector<std::size_t>& positions = positions_[name];
-  if (positions.empty() || positions.back() != position) positions.push_back(position);
+bool NameIndex::Entry::operator<(const Entry& other) const {
+  const int comparison = std::strcmp(name, other.name);
+  return comparison != 0 ? comparison < 0 : position < other.position;
 }
 
 void NameIndex::add(const PackageInfo& package) {
   Names names;
   appendNames(package, kinds_, names);
-  for (const std::string_view name : names) addName(name, size_);
+  for (const char* name : names) entries_.insert({name, size_});
   ++size_;
 }
 
-const std::vector<std::size_t>& NameIndex::named(const std::string& name) const {
-  static const std::vector<std::size_t> none;
-  const auto found = positions_.find(name);
-  return found == positions_.end() ? none : found->second;
+void NameIndex::append(const char* name, Positions& positions) const {
+  for (auto entry = entries_.lower_bound({name, 0});
+       entry != entries_.end() && std::strcmp(entry->name, name) == 0; ++entry) {
+    positions.push_back(entry->position);
+  }
 }
 
-std::vector<std::size_t> NameIndex::sharing(const PackageInfo& package, unsigned kinds) const {
+Positions NameIndex::named(const std::string& name) const {
+  Positions result;
+  append(name.c_str(), result);
+  return result;
+}
+
+Positions NameIndex::sharing(const PackageInfo& package, unsigned kinds) const {
   Names names;
   appendNames(package, kinds, names);
-  std::vector<std::size_t> result;
-  for (const std::string_view name : names) {
-    const auto found = positions_.find(name);
-    if (found == positions_.end()) continue;
-    result.insert(result.end(), found->second.begin(), found->second.end());
-  }
+  Positions result;
+  for (const char* name : names) append(name, result);
   makeUnique(result);
   return result;
 }
 
-void makeUnique(std::vector<std::size_t>& positions) {
-  std::sort(positions.begin(), positions.end());
+// A heap, because it takes the least code.
+void makeUnique(Positions& positions) {
+  std::make_heap(positions.begin(), positions.end());
+  std::sort_heap(positions.begin(), positions.end());
   positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
 }

@@ -3,9 +3,8 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
+#include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 class PackageInfo;
@@ -22,7 +21,10 @@ enum NameKinds : unsigned {
   kConflictAskedNames = kOwnNames | kProvidedNames | kConflictNames,
 };
 
-// Holds views of the names: the packages must not change while it is used.
+// Positions in a list of packages.
+using Positions = std::vector<std::size_t>;
+
+// Points to the names: the packages must not change while it is used.
 class NameIndex {
  public:
   explicit NameIndex(unsigned kinds) : kinds_(kinds) {}
@@ -33,19 +35,28 @@ class NameIndex {
 
   // The package gets the next position, from 0.
   void add(const PackageInfo& package);
-  // Positions, ascending, of the packages that have this name.
-  const std::vector<std::size_t>& named(const std::string& name) const;
-  // Positions, ascending and each once, of the packages that share one of package's names of these
-  // kinds.
-  std::vector<std::size_t> sharing(const PackageInfo& package, unsigned kinds) const;
+  void addName(const std::string& name, std::size_t position) {
+    entries_.insert({name.c_str(), position});
+  }
+  // Positions, ascending and each once, of the packages that have this name.
+  Positions named(const std::string& name) const;
+  // The same of the packages that share one of package's names of these kinds.
+  Positions sharing(const PackageInfo& package, unsigned kinds) const;
 
  private:
-  void addName(std::string_view name, std::size_t position);
+  struct Entry {
+    const char* name;
+    std::size_t position;
+
+    bool operator<(const Entry& other) const;
+  };
+
+  void append(const char* name, Positions& positions) const;
 
   unsigned kinds_;
   std::size_t size_ = 0;
-  std::map<std::string_view, std::vector<std::size_t>> positions_;
+  std::set<Entry> entries_;
 };
 
 // Sorts and drops repetitions.
-void makeUnique(std::vector<std::size_t>& positions);
+void makeUnique(Positions& positions);
