@@ -1,10 +1,10 @@
 #include "main/options.h"
 
 #include "model/packagefile.h"
+#include "repo/console.h"
 #include "repo/repo.h"
 
 #include <cstring>
-#include <iostream>
 
 namespace {
 
@@ -34,7 +34,7 @@ bool takeSwitch(const char* argument, Options& options) {
   } else if (is(argument, "-down")) {
     options.installFlags |= kAllowDowngrade;
   } else if (is(argument, "--reinstall")) {
-    std::cout << "\nResuming upgrade..." << std::endl;
+    print("\nResuming upgrade...\n");
     options.installFlags |= kReinstall;
   } else if (is(argument, "--show")) {
     options.show = true;
@@ -57,7 +57,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
     const char* const argument = argv[i];
     if (is(argument, "--filegc")) {
       options.fileGc = true;
-      options.gcDirectories.assign(argv + i + 1, argv + argc);
+      options.gcDirectories = {argv + i + 1, argv + argc};
       return true;
     }
     if (is(argument, "--cleanup")) {
@@ -77,4 +77,4 @@ bool parseOptions(int argc, char** argv, Options& options) {
   return true;
 }
 
-void printUsage() { std::cout << "usage: installer [-q] [--filegc] [-r <root>] [-]" << std::endl; }
+void printUsage() { print("usage: installer [-q] [--filegc] [-r <root>] [-]\n"); }

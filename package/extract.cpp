@@ -6,12 +6,14 @@
 #include "stream/outputfile.h"
 #include "stream/packformat.h"
 #include "stream/readbytes.h"
+#include "stream/text.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
+#include <list>
 #include <utility>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -41,6 +43,7 @@ class Extraction {
         source_(source),
         pack_(pack),
         force_(force),
+        relative_(relative),
         root_(relative ? kRelativeRoot : kFlashRoot),
         guard_(root_),
         database_(databaseFolder()) {}
@@ -79,7 +82,8 @@ class Extraction {
   std::istream& source_;
   ipackstream& pack_;
   const bool force_;
-  const std::string root_;
+  const bool relative_;
+  const char* const root_;
   PathGuard guard_;
   const std::string database_;  // where the database really lies below the root; may be elsewhere
 
@@ -90,11 +94,11 @@ class Extraction {
   std::string real_;     // where it goes
 
   // Directories that were created, in that order, with their times: files placed in one change it.
-  std::vector<std::pair<std::string, std::uint32_t>> directoryTimes_;
+  std::list<std::pair<std::string, std::uint32_t>> directoryTimes_;
 };
 
 std::string Extraction::databaseFolder() {
-  const bool inside = guard_.stays(root_ + kDatabaseOnFlash);
+  const bool inside = guard_.stays(formatted("%s%s", root_, kDatabaseOnFlash));
   guard_.forget();
   return inside ? guard_.resolved() : std::string();
 }
@@ -121,11 +125,15 @@ Outcome Extraction::extractNext() {
   if (source_.fail() || !readHeader()) return Outcome::kEnd;
   name_.clear();
   if (!readBytes(source_, header_.nameLength(), name_) || !isPlaceable()) return broken();
-  logical_ = root_ == kRelativeRoot ? kRelativeRoot : "";
-  if (package_.disabled) logical_ += kDisabledDir + package_.name;
-  if (name_.empty() || name_[0] != '/') logical_ += '/';
+  logical_ = relative_ ? kRelativeRoot : "";
+  if (package_.disabled) {
+    logical_ += kDisabledDir;
+    logical_ += package_.name;
+  }
+  if (name_[0] != '/') logical_ += "/";
   logical_ += name_;
-  real_ = root_ == kRelativeRoot ? logical_ : root_ + logical_;
+  real_ = relative_ ? "" : kFlashRoot;
+  real_ += logical_;
   if (!mayLand()) return broken();
   // Entries come folder by folder: the parents of most are there already.
   if (!guard_.sameFolder()) makeDirs(real_, true);
@@ -141,7 +149,7 @@ bool Extraction::readHeader() {
 // The file list has one path a line, and system calls end a path at its first NUL: such a name
 // would be recorded as another than the one created.
 bool Extraction::isPlaceable() const {
-  return name_.find_first_of(std::string("\n\0", 2)) == std::string::npos &&
+  return name_.find('\n') == std::string::npos && name_.find('\0') == std::string::npos &&
          !hasParentComponent(name_);
 }
 
@@ -151,9 +159,13 @@ bool Extraction::mayLand() { return guard_.stays(real_) && !isForeignRecord(); }
 
 bool Extraction::isForeignRecord() const {
   const std::string& path = guard_.resolved();
-  if (database_.empty() || path.compare(0, database_.size(), database_) != 0) return false;
-  const std::string entry = path.substr(database_.size());
-  return !entry.empty() && entry.substr(0, entry.find('/')) != package_.name;
+  if (database_.empty() || std::strncmp(path.c_str(), database_.c_str(), database_.size()) != 0)
+    return false;
+  const std::string& own = package_.name;
+  const char* const entry = path.c_str() + database_.size();
+  const bool isOwn = std::strncmp(entry, own.c_str(), own.size()) == 0 &&
+                     (entry[own.size()] == '/' || entry[own.size()] == '\0');
+  return *entry != '\0' && !isOwn;
 }
 
 Extraction::Existing Extraction::existing() const {
@@ -170,9 +182,8 @@ Extraction::Existing Extraction::existing() const {
 // components.
 std::string Extraction::owner() const {
   Repo* const repo = Repo::getRepo();
-  std::string name = repo->getFileOwner(logical_);
-  if (name.empty() && guard_.resolved() != logical_) name = repo->getFileOwner(guard_.resolved());
-  return name;
+  const std::string name = repo->getFileOwner(logical_);
+  return name.empty() ? repo->getFileOwner(guard_.resolved()) : name;
 }
 
 // False when what stands there stays.
@@ -311,7 +322,7 @@ Outcome Extraction::broken() const {
 }
 
 Outcome Extraction::notCreated() const {
-  package_.reportInstallError(name_);
+  package_.reportInstallError(name_.c_str());
   return Outcome::kFailed;
 }
 
@@ -319,9 +330,10 @@ Outcome Extraction::notCreated() const {
 
 bool Package::extractFiles(icstream& source, ipackstream& in, bool force, bool relative) {
   if (disabled) {
-    const std::string folder = std::string(kFlashRoot) + kDisabledDir + name;
-    makeDirs(folder, false);
-    makeDirs(folder + kDatabaseOnFlash + name, false);
+    makeDirs(formatted("%s%s%s", kFlashRoot, kDisabledDir, name.c_str()), false);
+    makeDirs(formatted("%s%s%s%s%s", kFlashRoot, kDisabledDir, name.c_str(), kDatabaseOnFlash,
+                       name.c_str()),
+             false);
   }
   return Extraction(*this, source, in, force, relative).run();
 }

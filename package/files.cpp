@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 
 #include <sys/stat.h>
 
@@ -15,17 +16,12 @@ bool makeDir(const std::string& path) {
   return mkdir(path.c_str(), kDirectoryMode) == 0 || errno == EEXIST;
 }
 
-// The path without links; the path itself when it does not exist.
-std::string realPath(const std::string& path) {
-  char buffer[PATH_MAX];
-  return realpath(path.c_str(), buffer) ? buffer : path;
-}
-
 }  // namespace
 
 bool makeDirs(const std::string& path, bool parentsOnly) {
-  std::string made = path;
-  while (!made.empty() && made.back() == '/') made.pop_back();
+  std::size_t length = path.size();
+  while (length > 0 && path[length - 1] == '/') --length;
+  std::string made = path.substr(0, length);
   // Each parent is the path cut at a slash for a moment: a name of 64 KiB has tens of thousands of
   // parents, and their texts together would be a gigabyte.
   for (std::size_t i = 1; i < made.size(); ++i) {
@@ -39,28 +35,31 @@ bool makeDirs(const std::string& path, bool parentsOnly) {
 }
 
 bool hasParentComponent(const std::string& path) {
-  for (std::size_t at = path.find(".."); at != std::string::npos; at = path.find("..", at + 1)) {
-    const bool begins = at == 0 || path[at - 1] == '/';
-    const bool ends = at + 2 == path.size() || path[at + 2] == '/';
-    if (begins && ends) return true;
+  for (std::size_t at = 0; at < path.size();) {
+    const std::size_t slash = std::min(path.find('/', at), path.size());
+    if (slash - at == 2 && path[at] == '.' && path[at + 1] == '.') return true;
+    at = slash + 1;
   }
   return false;
 }
 
-PathGuard::PathGuard(const std::string& root) : root_(root), realRoot_(realPath(root)) {
+PathGuard::PathGuard(const char* root) {
+  char real[PATH_MAX];
+  root_ = root;
+  realRoot_ = realpath(root, real) ? real : root;
   // What follows brings its own slash.
   if (root_ == "/") root_.clear();
   if (realRoot_ == "/") realRoot_.clear();
 }
 
 bool PathGuard::below(const std::string& real) const {
-  return real.compare(0, realRoot_.size(), realRoot_) == 0 &&
+  return std::strncmp(real.c_str(), realRoot_.c_str(), realRoot_.size()) == 0 &&
          (real.size() == realRoot_.size() || real[realRoot_.size()] == '/');
 }
 
 bool PathGuard::step(const std::string& component) {
   if (component.empty() || component == ".") return true;
-  real_ += '/';
+  real_ += "/";
   real_ += component;
   // Reached through a link, by a path that is shorter: the system can go on from here, this cannot.
   if (real_.size() >= PATH_MAX) return false;
@@ -87,18 +86,21 @@ bool PathGuard::follow(const std::string& folder) {
 }
 
 bool PathGuard::stays(const std::string& path) {
-  const std::size_t folderEnd = path.rfind('/');
-  if (folderEnd == std::string::npos || folderEnd < root_.size()) return false;
-  const std::string folder = path.substr(root_.size(), folderEnd - root_.size());
+  const char* const slash = std::strrchr(path.c_str(), '/');
+  if (!slash || slash < path.c_str() + root_.size()) return false;
+  const std::string folder =
+      path.substr(root_.size(), static_cast<std::size_t>(slash - path.c_str()) - root_.size());
   sameFolder_ = known_ && folder == folder_;
   if (!sameFolder_) {
     inside_ = !hasParentComponent(folder) && follow(folder);
     folder_ = folder;
   }
-  const std::string last = path.substr(folderEnd + 1);
+  const char* const last = slash + 1;
   // With nothing behind the last slash, folder is the path itself and not its parent.
-  known_ = !last.empty();
-  if (!inside_ || last == "..") return false;
-  resolved_ = real_.substr(realRoot_.size()) + '/' + last;
+  known_ = *last != '\0';
+  if (!inside_ || std::strcmp(last, "..") == 0) return false;
+  resolved_ = real_.c_str() + realRoot_.size();
+  resolved_ += "/";
+  resolved_ += last;
   return true;
 }

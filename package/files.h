@@ -14,7 +14,7 @@ bool hasParentComponent(const std::string& path);
 // somebody wrote into, must not reach a file elsewhere by way of a symbolic link or of "..".
 class PathGuard {
  public:
-  explicit PathGuard(const std::string& root);
+  explicit PathGuard(const char* root);
 
   // path begins with the root as given to the constructor; its last component is not followed.
   // False when the path leaves the root. Folders that do not exist yet stay below it.

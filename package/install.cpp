@@ -3,6 +3,7 @@
 #include "repo/repo.h"
 #include "stream/icstream.h"
 #include "stream/ipackstream.h"
+#include "stream/text.h"
 #include "stream/verification.h"
 
 #include <algorithm>
@@ -14,10 +15,10 @@
 void Package::showInstallProgress(ipackstream& in) const {
   // Two spaces before the mark: the line is what it is on consoles that scripts watch.
   const char* const mark = disabled && bundle.name.empty() ? " (disabled) " : "";
-  Repo::getRepo()->showProgress(in, std::string("installing ") + mark + getContainerName());
+  Repo::getRepo()->showProgress(in, formatted("installing %s%s", mark, getContainerName().c_str()));
 }
 
-void Package::reportInstallError(const std::string& what) const {
+void Package::reportInstallError(const char* what) const {
   const int reason = errno;
   Repo* const repo = Repo::getRepo();
   const std::string package = getContainerName();
@@ -26,7 +27,7 @@ void Package::reportInstallError(const std::string& what) const {
   } else if (reason == EIO) {
     repo->error("installation of %s failed: disk error", package.c_str());
   } else {
-    repo->error("installation of %s failed: could not create %s: %s", package.c_str(), what.c_str(),
+    repo->error("installation of %s failed: could not create %s: %s", package.c_str(), what,
                 std::strerror(reason));
   }
   errno = reason;
@@ -108,7 +109,7 @@ void Package::rollBack(bool hasRecord, bool relative, const std::vector<const ch
   }
   removeFiles();
   // They stand in a record that is another's, and nobody knows who wrote them.
-  for (const char* script : scripts) unlink((getMetaDir(relative) + script).c_str());
+  for (const char* script : scripts) unlink(getMetaFile(relative, script).c_str());
 }
 
 bool Package::installVoid() {

@@ -50,12 +50,14 @@ class Package : public PackageInfo {
 
   // The meta directory, ending in "/"; relative puts "." in front.
   std::string getMetaDir(bool relative) const;
+  // The path of a file in it.
+  std::string getMetaFile(bool relative, const char* file) const;
   // The name by which messages of an installation speak of the package: its bundle's full name, or
   // its own.
   std::string getContainerName() const;
   // Fills the object from the meta directory of that name and from its schedule file, which it
   // deletes. A damaged record reads as a request to uninstall.
-  void readFromRepo(const std::string& packageName);
+  void readFromRepo(const char* packageName);
   // The same from a directory anywhere, which ends in "/": the name stays, and so do requests.
   void readRecord(const std::string& meta);
   // Creates the meta directory and its parents.
@@ -79,7 +81,7 @@ class Package : public PackageInfo {
   [[nodiscard]] bool extractFiles(icstream& source, ipackstream& in, bool force, bool relative);
   void showInstallProgress(ipackstream& in) const;
   // With errno as the reason; errno stays.
-  void reportInstallError(const std::string& what) const;
+  void reportInstallError(const char* what) const;
   void reportBrokenPackage() const;
 
   // state.cpp
@@ -98,11 +100,13 @@ class Package : public PackageInfo {
   void readBundleName(const std::string& path);
   void readState(const std::string& meta);
   void takeSchedule(const std::string& path);
-  bool writeBundleName(const std::string& path) const;
+  // Reports the file when writing it was not good; returns that.
+  bool metaWritten(bool good, const char* file) const;
+  bool writeMetaFile(const std::string& meta, const char* file, const std::string& text) const;
   void writeDisabled(bool present) const;
   void writeEnabled(bool present) const;
   void writeMarker(const char* marker, bool present) const;
-  bool writeFileList(bool relative) const;
+  bool writeFileList(const std::string& meta) const;
 
   // Names of the scripts that were stored are appended.
   bool installParts(ipackstream& in, bool relative, std::vector<const char*>& stored);

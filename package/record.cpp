@@ -5,11 +5,13 @@
 #include "package/files.h"
 #include "package/metafiles.h"
 #include "package/package.h"
+#include "repo/console.h"
 #include "stream/ifilestream.h"
 #include "stream/outputfile.h"
+#include "stream/text.h"
 
+#include <cinttypes>
 #include <cstdio>
-#include <iostream>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,17 +36,21 @@ const char* actionVerb(std::uint32_t action) {
 }
 
 std::string Package::getMetaDir(bool relative) const {
-  return (relative ? "." : "") + std::string(kDatabase) + name + "/";
+  return formatted("%s%s%s/", relative ? "." : "", kDatabase, name.c_str());
+}
+
+std::string Package::getMetaFile(bool relative, const char* file) const {
+  return formatted("%s%s", getMetaDir(relative).c_str(), file);
 }
 
 std::string Package::getContainerName() const {
   return bundle.name.empty() ? getFullName() : bundle.getFullName();
 }
 
-void Package::readFromRepo(const std::string& packageName) {
+void Package::readFromRepo(const char* packageName) {
   name = packageName;
   readRecord(getMetaDir(false));
-  takeSchedule(kScheduleDir + name + "/schedule");
+  takeSchedule(formatted("%s%s/schedule", kScheduleDir, name.c_str()));
 }
 
 void Package::readRecord(const std::string& meta) {
@@ -76,7 +82,10 @@ void Package::readFileList(const std::string& path) {
     if (line.empty()) continue;
     // The list is written in the order of the set: the end is the right place for nearly every
     // line.
-    files.insert(files.end(), line[0] == '/' ? line : '/' + line);
+    std::string logical;
+    if (line[0] != '/') logical += "/";
+    logical += line;
+    files.insert(files.end(), logical);
   }
 }
 
@@ -123,37 +132,38 @@ bool Package::makeMetaDir(bool relative) const { return makeDirs(getMetaDir(rela
 
 bool Package::writeMeta(bool relative) {
   const std::string meta = getMetaDir(relative);
-  const auto written = [this](bool good, const char* file) {
-    if (!good) reportInstallError(std::string("meta/") + file);
-    return good;
-  };
-  if (!written(writeTextFile(meta + kVersionFile,
-                             std::to_string(version) + ' ' + std::to_string(buildTime) + '\n'),
-               kVersionFile)) {
+  if (!writeMetaFile(meta, kVersionFile,
+                     formatted("%" PRIu32 " %" PRIu32 "\n", version, buildTime)) ||
+      !writeMetaFile(meta, kDepsFile, depText(deps, false))) {
     return false;
   }
-  if (!written(writeDepFile(meta + kDepsFile, deps, false), kDepsFile)) return false;
-  if (!provides.empty() &&
-      !written(writeDepFile(meta + kProvidesFile, provides, true), kProvidesFile)) {
+  if (!provides.empty() && !writeMetaFile(meta, kProvidesFile, depText(provides, true))) {
     return false;
   }
-  if (!conflicts.empty() &&
-      !written(writeDepFile(meta + kConflictsFile, conflicts, false), kConflictsFile)) {
+  if (!conflicts.empty() && !writeMetaFile(meta, kConflictsFile, depText(conflicts, false))) {
     return false;
   }
-  if (!written(writeBundleName(meta + kBundleFile), kBundleFile)) return false;
+  if (bundle.name.empty()) {
+    unlink((meta + kBundleFile).c_str());
+  } else if (!writeMetaFile(meta, kBundleFile, formatted("%s\n", bundle.name.c_str()))) {
+    return false;
+  }
   writeDisabled(disabled);
   writeEnabled(!disabled && userForced);
-  if (!written(writeFileList(relative), kFilesFile)) return false;
+  if (!metaWritten(writeFileList(meta), kFilesFile)) return false;
   // A package with an image is not set up by a script.
   if (hasImage) unlink((meta + kInstallScript).c_str());
   return true;
 }
 
-bool Package::writeBundleName(const std::string& path) const {
-  if (!bundle.name.empty()) return writeTextFile(path, bundle.name + '\n');
-  unlink(path.c_str());
-  return true;
+bool Package::metaWritten(bool good, const char* file) const {
+  if (!good) reportInstallError(formatted("meta/%s", file).c_str());
+  return good;
+}
+
+bool Package::writeMetaFile(const std::string& meta, const char* file,
+                            const std::string& text) const {
+  return metaWritten(writeTextFile(meta + file, text), file);
 }
 
 // The state is the router's, wherever the rest of the record is written: always the absolute
@@ -166,45 +176,40 @@ void Package::writeMarker(const char* marker, bool present) const {
   // Placeholders stand in the list of a run without a record: their directory would be the database
   // itself.
   if (name.empty()) return;
-  const std::string path = getMetaDir(false) + marker;
+  const std::string path = getMetaFile(false, marker);
   if (present) {
     // A state that could not be saved is no reason to give up the package.
-    writeTextFile(path, std::string(stateWord(userForced)) + '\n');
+    writeTextFile(path, formatted("%s\n", stateWord(userForced)));
   } else {
     unlink(path.c_str());
   }
 }
 
-bool Package::writeFileList(bool relative) const {
-  enum : std::size_t { kWriteSize = 4096 };
+bool Package::writeFileList(const std::string& meta) const {
   if (isBundle) return true;
   // Under another name until it is whole: a run that dies here must not leave a record that looks
   // complete. Without a list it reads as a bundle without members, which the next plan uninstalls.
-  const std::string path = getMetaDir(relative) + kFilesFile;
+  const std::string path = meta + kFilesFile;
   const std::string unfinished = path + ".new";
   OutputFile file(unfinished, OutputFile::kNoFollow);
-  std::string pending;
   for (const std::string& logical : files) {
     if (logical.empty()) continue;
-    pending.append(logical, logical[0] == '/' ? 1 : 0, std::string::npos);
-    pending += '\n';
-    if (pending.size() < kWriteSize) continue;
-    file.write(pending);
-    pending.clear();
+    const std::size_t begin = logical[0] == '/' ? 1 : 0;
+    file.write(logical.data() + begin, logical.size() - begin);
+    file.write("\n", 1);
   }
-  file.write(pending);
   return file.close() && std::rename(unfinished.c_str(), path.c_str()) == 0;
 }
 
 void Package::dump() const {
-  std::cout << "package <" << name << "> version=" << versionString(version) << '\n';
-  if (disabled) std::cout << "   disabled\n";
-  if (userForced) std::cout << "   user-forced\n";
-  std::cout << "  deps=\n";
+  print(formatted("package <%s> version=%s\n", name.c_str(), versionString(version)).c_str());
+  if (disabled) print("   disabled\n");
+  if (userForced) print("   user-forced\n");
+  print("  deps=\n");
   for (const PackageDep& dep : deps) {
-    std::cout << "    <" << dep.name << "> min=" << versionString(dep.minVersion);
-    std::cout << " max=" << versionString(dep.maxVersion) << '\n';
+    print(formatted("    <%s> min=%s", dep.name.c_str(), versionString(dep.minVersion)).c_str());
+    print(formatted(" max=%s\n", versionString(dep.maxVersion)).c_str());
   }
-  std::cout << "  files=\n";
-  for (const std::string& path : files) std::cout << "    " << path << '\n';
+  print("  files=\n");
+  for (const std::string& path : files) print(formatted("    %s\n", path.c_str()).c_str());
 }

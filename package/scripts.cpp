@@ -3,6 +3,7 @@
 #include "stream/ipackstream.h"
 #include "stream/outputfile.h"
 #include "stream/readbytes.h"
+#include "stream/text.h"
 
 #include <cerrno>
 #include <csignal>
@@ -83,7 +84,8 @@ bool runOnFlash(const std::string& command) {
 
 bool makeScript(const std::string& path, const std::string& contents) {
   OutputFile file(path, OutputFile::kNoFollow);
-  file.write(kPrologue + contents);
+  file.write(kPrologue, sizeof kPrologue - 1);
+  file.write(contents);
   return file.close() && chmod(path.c_str(), kScriptMode) == 0;
 }
 
@@ -98,16 +100,16 @@ bool Package::writeScript(ipackstream& in, std::uint32_t size, const char* scrip
     errno = EBADMSG;
     return false;
   }
-  if (makeScript(getMetaDir(relative) + scriptName, contents)) return true;
+  if (makeScript(getMetaFile(relative, scriptName), contents)) return true;
   reportInstallError(scriptName);
   return false;
 }
 
 bool Package::runScript(const char* scriptName) const {
-  const std::string script = "/var/pdb/" + name + "/" + scriptName;
   struct stat info;
-  if (stat((kFlashRoot + script).c_str(), &info) != 0) return true;
-  if (runOnFlash(script + " >/dev/null 2>&1")) return true;
+  if (stat(getMetaFile(false, scriptName).c_str(), &info) != 0) return true;
+  if (runOnFlash(formatted("/var/pdb/%s/%s >/dev/null 2>&1", name.c_str(), scriptName)))
+    return true;
   Repo::getRepo()->warn("package %s %s script failed", getFullName().c_str(), scriptName);
   return false;
 }

@@ -2,6 +2,7 @@
 #include "package/metafiles.h"
 #include "package/package.h"
 #include "repo/repo.h"
+#include "stream/text.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -16,13 +17,11 @@ namespace {
 // Of the names that keep files in use alive; never starts again during a run.
 unsigned keptFiles = 0;
 
-std::string freeKeepName() {
-  char name[32];
+void nameKeptFile(char (&name)[32]) {
   struct stat info;
   do {
     std::snprintf(name, sizeof name, "/tmp/inst%u", ++keptFiles);
   } while (lstat(name, &info) == 0);
-  return name;
 }
 
 bool isLink(const std::string& path) {
@@ -33,7 +32,9 @@ bool isLink(const std::string& path) {
 // A running program goes on reading its file under the second name; the RAM file system drops it at
 // the next start.
 void keepFile(const std::string& path) {
-  if (link(path.c_str(), freeKeepName().c_str()) != 0) {
+  char name[32];
+  nameKeptFile(name);
+  if (link(path.c_str(), name) != 0) {
     Repo::getRepo()->warn("link failed: %s", std::strerror(errno));
   }
 }
@@ -67,7 +68,7 @@ void Package::removeFiles() {
   PathGuard guard(kFlashRoot);
   Repo* const repo = Repo::getRepo();
   for (const std::string& logical : files) {
-    const std::string real = kFlashRoot + ("/" + logical);
+    const std::string real = formatted("%s/%s", kFlashRoot, logical.c_str());
     // The list may have been written by somebody else: what lies outside the flash is not the
     // package's.
     if (!guard.stays(real)) continue;

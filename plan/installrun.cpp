@@ -3,11 +3,13 @@
 #include "package/package.h"
 #include "plan/memorybudget.h"
 #include "plan/movefile.h"
+#include "repo/console.h"
 #include "repo/repo.h"
 #include "stream/ifilestream.h"
+#include "stream/text.h"
 
-#include <iostream>
-#include <memory>
+#include <algorithm>
+#include <cstring>
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -23,22 +25,26 @@ constexpr char kMemoryReport[] = "/proc/meminfo";
 constexpr char kImageStore[] = "/rw/pckg/.images";
 constexpr mode_t kImageStoreMode = 0755;
 
-std::string baseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+// Of a path with a folder.
+const char* baseName(const std::string& path) { return std::strrchr(path.c_str(), '/') + 1; }
 
-bool isPackageName(const std::string& name) {
-  return !name.empty() && name[0] != '.' &&
+bool isPackageName(const char* name) {
+  return name[0] != '.' &&
          (hasPostfix(name, kPackageSuffix) || hasPostfix(name, kOtherPackageSuffix));
 }
 
 // A router without packages must not go on starting up.
 [[noreturn]] void stopForGood() {
-  std::cout << "\nERROR: router installation failed!!!\nPlease, reinstall." << std::endl;
+  print("\nERROR: router installation failed!!!\nPlease, reinstall.\n");
   for (;;) pause();
 }
 
 class InstallRun {
  public:
   InstallRun(Repo& repo, unsigned flags) : repo_(repo), flags_(flags) {}
+  ~InstallRun();
+  InstallRun(const InstallRun&) = delete;
+  InstallRun& operator=(const InstallRun&) = delete;
 
   // Whether anything was there to install or was enabled again.
   bool run();
@@ -46,8 +52,8 @@ class InstallRun {
  private:
   void takeDowngradeMarker();
   void scanAll();
-  void scan(const std::string& directory);
-  void take(const std::string& path);
+  void scan(const char* directory);
+  void take(const std::string& path, const char* name);
   void select();
   void noteState();
   void moveToRam();
@@ -58,11 +64,18 @@ class InstallRun {
 
   Repo& repo_;
   unsigned flags_;
-  std::vector<std::unique_ptr<PackageFile>> found_;
-  std::vector<PackageFile*> chosen_;     // in installation order
+  // All are PackageFiles.
+  std::vector<PackageInfo*> found_;      // owned
+  std::vector<PackageInfo*> chosen_;     // in installation order
   std::map<std::string, bool> choices_;  // disabled state that the user chose, by package
   std::set<std::string> enabledNames_;  // of packages enabled before the run, and what they provide
 };
+
+PackageFile& fileOf(PackageInfo* info) { return static_cast<PackageFile&>(*info); }
+
+InstallRun::~InstallRun() {
+  for (const PackageInfo* file : found_) delete file;
+}
 
 bool InstallRun::run() {
   takeDowngradeMarker();
@@ -93,42 +106,40 @@ void InstallRun::scanAll() {
   if (found_.empty()) scan(kOtherDropDir);
 }
 
-void InstallRun::scan(const std::string& directory) {
-  DIR* const opened = opendir(directory.c_str());
+void InstallRun::scan(const char* directory) {
+  DIR* const opened = opendir(directory);
   if (!opened) return;
   bool any = false;
   while (const dirent* entry = readdir(opened)) {
     if (!isPackageName(entry->d_name)) continue;
     // The status lines of the verification begin on a line of their own, and what follows them too.
-    if (!any) std::cout << std::endl;
+    if (!any) print("\n");
     any = true;
-    take(directory + entry->d_name);
+    take(formatted("%s%s", directory, entry->d_name), entry->d_name);
   }
   closedir(opened);
-  if (any) std::cout << std::endl;
+  if (any) print("\n");
 }
 
-void InstallRun::take(const std::string& path) {
-  const std::string name = baseName(path);
+void InstallRun::take(const std::string& path, const char* name) {
   if (!repo_.verifyFile(path, name)) return;
-  auto file = std::make_unique<PackageFile>();
-  if (file->readFrom(path)) {
-    found_.push_back(std::move(file));
-  } else {
-    repo_.error("broken package %s", name.c_str());
-  }
+  auto* const file = new PackageFile;
+  PackageInfo* const info = file;
+  found_.push_back(info);
+  if (file->readFrom(path)) return;
+  found_.pop_back();
+  delete file;
+  repo_.error("broken package %s", name);
 }
 
 void InstallRun::select() {
-  std::vector<PackageInfo*> candidates;
-  for (const auto& file : found_) candidates.push_back(file.get());
-  repo_.selectCandidates(candidates, (flags_ & kAllowDowngrade) != 0, true);
-  for (PackageInfo* candidate : candidates) chosen_.push_back(static_cast<PackageFile*>(candidate));
+  for (PackageInfo* file : found_) chosen_.push_back(file);
+  repo_.selectCandidates(chosen_, (flags_ & kAllowDowngrade) != 0, true);
 }
 
 void InstallRun::noteState() {
   for (const Package* package : repo_.installed()) {
-    if (package->userForced) choices_[package->name] = package->disabled;
+    if (package->userForced) choices_.emplace(package->name, package->disabled);
     if (package->disabled) continue;
     enabledNames_.insert(package->name);
     for (const PackageDep& provided : package->provides) enabledNames_.insert(provided.name);
@@ -139,23 +150,25 @@ void InstallRun::noteState() {
 void InstallRun::moveToRam() {
   ifilestream report(kMemoryReport);
   std::uint32_t budget = memoryBudget(report);
-  for (PackageFile* file : chosen_) {
+  for (PackageInfo* info : chosen_) {
+    PackageFile& file = fileOf(info);
     // An image is kept by a link, which has to be on the same file system.
-    if (file->hasImage || (flags_ & kReinstall) || file->size >= budget) continue;
-    const std::string target = kRam + baseName(file->path);
-    if (!moveFile(file->path, target)) continue;
-    file->path = target;
-    budget -= file->size;
+    if (file.hasImage || (flags_ & kReinstall) || file.size >= budget) continue;
+    const std::string target = formatted("%s%s", kRam, baseName(file.path));
+    if (!moveFile(file.path, target)) continue;
+    file.path = target;
+    budget -= file.size;
   }
 }
 
 void InstallRun::installEach() {
-  for (PackageFile* file : chosen_) {
-    if (install(*file)) {
-      if (file->hasImage) keepImage(*file);
-      unlink(file->path.c_str());
-    } else if (file->path != file->foundPath && moveFile(file->path, file->foundPath)) {
-      file->path = file->foundPath;
+  for (PackageInfo* info : chosen_) {
+    PackageFile& file = fileOf(info);
+    if (install(file)) {
+      if (file.hasImage) keepImage(file);
+      unlink(file.path.c_str());
+    } else if (file.path != file.foundPath && moveFile(file.path, file.foundPath)) {
+      file.path = file.foundPath;
     }
   }
 }
@@ -166,21 +179,21 @@ bool InstallRun::install(PackageFile& file) {
 }
 
 void InstallRun::keepImage(const PackageFile& file) {
-  const std::string image = kDatabase + file.name + "/image";
+  const std::string image = formatted("%s%s/image", kDatabase, file.name.c_str());
   unlink(image.c_str());
   if (link(file.path.c_str(), image.c_str()) == 0) return;
   mkdir(kImageStore, kImageStoreMode);
-  const std::string stored = std::string(kImageStore) + "/" + file.name;
+  const std::string stored = formatted("%s/%s", kImageStore, file.name.c_str());
   if (link(file.path.c_str(), stored.c_str()) == 0) return;
   repo_.warn("package %s image could not be installed", file.name.c_str());
 }
 
 bool InstallRun::enableAgain() {
   std::vector<Package*> list;
-  std::set<const Package*> listed;
   for (const std::string& name : enabledNames_) {
     Package* const package = repo_.findProvider(name);
-    if (package && package->disabled && listed.insert(package).second) list.push_back(package);
+    if (!package || !package->disabled) continue;
+    if (std::find(list.begin(), list.end(), package) == list.end()) list.push_back(package);
   }
   repo_.enableAndReport(list, true);
   return !list.empty();

@@ -48,8 +48,9 @@ class StreamInstall {
   bool recordBundle(Owned bundle);
   std::set<std::string> membersOf(const std::string& bundleName) const;
   void readTurnOffList();
-  unsigned installMembers(unsigned flags, const PackageDep& bundle, std::set<std::string>& former);
-  void dropFormerMembers(const std::set<std::string>& former);
+  std::set<std::string> installMembers(unsigned flags, const PackageDep& bundle);
+  void dropFormerMembers(const std::set<std::string>& former,
+                         const std::set<std::string>& installed);
   void clearStatus();
 
   Repo& repo_;
@@ -59,7 +60,9 @@ class StreamInstall {
 };
 
 void StreamInstall::keepImageDir(const Package& package) {
-  if (package.hasImage && imageDir_) *imageDir_ = package.getMetaDir(false);
+  if (!package.hasImage || !imageDir_) return;
+  const std::string metaDir = package.getMetaDir(false);
+  *imageDir_ = metaDir;
 }
 
 void StreamInstall::applyChoice(Package& package) const {
@@ -134,14 +137,15 @@ int StreamInstall::installBundle(unsigned flags) {
   PackageDep identity;
   identity.assign(bundle.get());
   if (!recordBundle(std::move(bundle))) return kNotInstalled;
-  std::set<std::string> former = membersOf(identity.name);
+  const std::set<std::string> former = membersOf(identity.name);
   if (in_.type() == kPartTurnOff) {
     readTurnOffList();
     in_.next();
   }
-  if (installMembers(flags, identity, former) == 0) return kNoMember;
+  const std::set<std::string> installed = installMembers(flags, identity);
+  if (installed.empty()) return kNoMember;
   // Of a stream that was cut short nobody knows what else it carried.
-  if (cameToItsEnd(in_)) dropFormerMembers(former);
+  if (cameToItsEnd(in_)) dropFormerMembers(former, installed);
   repo_.scheduleAndExec(0);
   clearStatus();
   repo_.log("installed %s", identity.getFullName().c_str());
@@ -181,26 +185,27 @@ void StreamInstall::readTurnOffList() {
   }
 }
 
-// How many members stand installed; they are taken out of former.
-unsigned StreamInstall::installMembers(unsigned flags, const PackageDep& bundle,
-                                       std::set<std::string>& former) {
-  unsigned count = 0;
+// The names of the members that stand installed.
+std::set<std::string> StreamInstall::installMembers(unsigned flags, const PackageDep& bundle) {
+  std::set<std::string> names;
   while (in_.type() == kPartPackage) {
     const std::uint32_t start = in_.offset();
     if (const Package* const member = installPackage(flags, &bundle)) {
-      former.erase(member->name);
-      ++count;
+      names.insert(member->name);
     } else {
       // A member that failed leaves the stream somewhere inside itself.
       skipToNextPackage(in_, start);
     }
   }
-  return count;
+  return names;
 }
 
-void StreamInstall::dropFormerMembers(const std::set<std::string>& former) {
+void StreamInstall::dropFormerMembers(const std::set<std::string>& former,
+                                      const std::set<std::string>& installed) {
   for (Package* package : repo_.installed()) {
-    if (former.count(package->name) != 0) package->scheduledAction = kActionUninstall;
+    if (former.count(package->name) != 0 && installed.count(package->name) == 0) {
+      package->scheduledAction = kActionUninstall;
+    }
   }
 }
 

@@ -5,14 +5,25 @@
 #include "repo/repo.h"
 
 #include <algorithm>
-#include <map>
-#include <set>
-#include <string_view>
 
 namespace {
 
 using Packages = std::vector<Package*>;
-using Positions = std::vector<std::size_t>;
+
+// Who satisfies one dependency: positions in list order.
+struct Satisfiers {
+  const std::size_t* first;
+  const std::size_t* last;
+
+  const std::size_t* begin() const { return first; }
+  const std::size_t* end() const { return last; }
+};
+
+// What comes next belongs to another one.
+void noteEnd(Positions& begins, const Positions& entries) {
+  const std::size_t end = entries.size();
+  begins.push_back(end);
+}
 
 // One plan over the list of installed packages, which does not change meanwhile: only scheduled
 // actions do.
@@ -22,20 +33,28 @@ class RequestPlan {
 
   // False when nothing is to be done, because nothing would be left.
   bool settle();
-  Packages withAction(bool removal) const;
+  // Appends the packages that are to go, or to be enabled.
+  void collect(bool removal, Packages& list) const;
 
  private:
-  Package* bundleOf(const Package& member) const;
+  // Positions; of the list's end when the member has no bundle.
+  std::size_t bundleOf(const Package& member) const;
+
+  void noteSatisfiers(const PackageDep& dep);
+  Satisfiers satisfiers(std::size_t dependency) const {
+    return {satisfiers_.data() + satisfiersBegin_[dependency],
+            satisfiers_.data() + satisfiersBegin_[dependency + 1]};
+  }
 
   void spreadBundleActions();
   void pullInDependencies();
-  void walk(Package* package);
-  bool walkDependency(const Package& package, const Positions& satisfiers);
-  void require(Package* needed, const Package& by);
+  void walk(std::size_t position);
+  bool walkDependency(const Package& package, Satisfiers satisfiers);
+  void require(std::size_t position, const Package& by);
   void settleConflicts();
   bool settleConflict(Package& p, Package& q);
   void dropDependents();
-  bool dropDependent(Package& package, const Positions& satisfiers);
+  bool dropDependent(Package& package, Satisfiers satisfiers);
   void letBundlesFollow();
   void letBundleFollow(Package& bundle);
   bool somethingStaysOn() const;
@@ -45,10 +64,13 @@ class RequestPlan {
   const bool verbose_;
   const NameIndex answering_;
   const NameIndex conflicting_;
-  std::set<const Package*> walked_;
-  // Who satisfies each dependency of a package, in list order.
-  std::map<const Package*, std::vector<Positions>> satisfiers_;
-  std::map<std::string_view, Positions> members_;  // by the name of their bundle
+  NameIndex members_{0};  // by the name of their bundle
+  std::string walked_;    // by position: 1 or 0
+  // The dependencies of all packages are numbered through, and so is what satisfies them. These say
+  // where those of a package, and those of a dependency, begin; the last entry is where all end.
+  Positions dependenciesBegin_;
+  Positions satisfiersBegin_;
+  Positions satisfiers_;
 };
 
 RequestPlan::RequestPlan(Repo& repo, const Packages& packages, bool verbose)
@@ -56,17 +78,22 @@ RequestPlan::RequestPlan(Repo& repo, const Packages& packages, bool verbose)
       packages_(packages),
       verbose_(verbose),
       answering_(packages, kAnsweredNames),
-      conflicting_(packages, kConflictAskedNames) {
+      conflicting_(packages, kConflictAskedNames),
+      walked_(packages.size(), 0) {
   for (std::size_t i = 0; i < packages_.size(); ++i) {
     const Package& package = *packages_[i];
-    if (!package.bundle.name.empty()) members_[package.bundle.name].push_back(i);
-    std::vector<Positions>& satisfiersOfDeps = satisfiers_[&package];
-    for (const PackageDep& dep : package.deps) {
-      satisfiersOfDeps.emplace_back();
-      for (const std::size_t j : answering_.named(dep.name)) {
-        if (packages_[j]->satisfies(dep)) satisfiersOfDeps.back().push_back(j);
-      }
-    }
+    if (!package.bundle.name.empty()) members_.addName(package.bundle.name, i);
+    noteEnd(dependenciesBegin_, satisfiersBegin_);
+    for (const PackageDep& dep : package.deps) noteSatisfiers(dep);
+  }
+  noteEnd(dependenciesBegin_, satisfiersBegin_);
+  noteEnd(satisfiersBegin_, satisfiers_);
+}
+
+void RequestPlan::noteSatisfiers(const PackageDep& dep) {
+  noteEnd(satisfiersBegin_, satisfiers_);
+  for (const std::size_t i : answering_.named(dep.name)) {
+    if (packages_[i]->satisfies(dep)) satisfiers_.push_back(i);
   }
 }
 
@@ -82,71 +109,82 @@ bool RequestPlan::settle() {
   return false;
 }
 
-Packages RequestPlan::withAction(bool removal) const {
+void RequestPlan::collect(bool removal, Packages& list) const {
   std::vector<PackageInfo*> chosen;
   for (Package* package : packages_) {
     const std::uint32_t action = package->scheduledAction;
     const bool wanted =
         removal ? action == kActionUninstall || action == kActionDisable : action == kActionEnable;
-    if (wanted) chosen.push_back(package);
+    PackageInfo* const info = package;
+    if (wanted) chosen.push_back(info);
   }
   repo_.selectCandidates(chosen, false, false);
-  Packages result;
-  for (PackageInfo* package : chosen) result.push_back(static_cast<Package*>(package));
-  return result;
+  for (PackageInfo* info : chosen) {
+    Package* const package = static_cast<Package*>(info);
+    list.push_back(package);
+  }
 }
 
-Package* RequestPlan::bundleOf(const Package& member) const {
-  if (member.bundle.name.empty()) return nullptr;
-  for (const std::size_t i : answering_.named(member.bundle.name)) {
-    if (packages_[i]->isBundle && packages_[i]->name == member.bundle.name) return packages_[i];
+std::size_t RequestPlan::bundleOf(const Package& member) const {
+  if (!member.bundle.name.empty()) {
+    for (const std::size_t i : answering_.named(member.bundle.name)) {
+      if (packages_[i]->isBundle && packages_[i]->name == member.bundle.name) return i;
+    }
   }
-  return nullptr;
+  return packages_.size();
 }
 
 void RequestPlan::spreadBundleActions() {
   for (Package* member : packages_) {
-    const Package* const bundle = bundleOf(*member);
-    if (!bundle) continue;
-    if (bundle->scheduledAction == kActionDisable) {
+    const std::size_t bundle = bundleOf(*member);
+    if (bundle == packages_.size()) continue;
+    const std::uint32_t action = packages_[bundle]->scheduledAction;
+    if (action == kActionDisable) {
       if (member->scheduledAction != kActionUninstall) member->scheduledAction = kActionDisable;
-    } else if (bundle->scheduledAction == kActionUninstall) {
+    } else if (action == kActionUninstall) {
       member->scheduledAction = kActionUninstall;
-    } else if (bundle->scheduledAction == kActionEnable && member->disabled) {
+    } else if (action == kActionEnable && member->disabled) {
       member->scheduledAction = kActionEnable;
     }
   }
 }
 
 void RequestPlan::pullInDependencies() {
-  for (Package* package : packages_) {
-    if (package->staysOn()) walk(package);
+  for (std::size_t i = 0; i < packages_.size(); ++i) {
+    if (packages_[i]->staysOn()) walk(i);
   }
 }
 
 // Once per plan: packages may require each other in a circle.
-void RequestPlan::walk(Package* package) {
-  if (!walked_.insert(package).second) return;
-  if (Package* const bundle = bundleOf(*package)) require(bundle, *package);
-  for (const Positions& satisfiers : satisfiers_[package]) {
-    if (!walkDependency(*package, satisfiers)) return;
+void RequestPlan::walk(std::size_t position) {
+  if (walked_[position]) return;
+  walked_[position] = 1;
+  const Package& package = *packages_[position];
+  const std::size_t bundle = bundleOf(package);
+  if (bundle != packages_.size()) require(bundle, package);
+  for (std::size_t d = dependenciesBegin_[position]; d < dependenciesBegin_[position + 1]; ++d) {
+    if (!walkDependency(package, satisfiers(d))) return;
   }
 }
 
 // False when nothing can be required for the dependency, which ends the walk.
-bool RequestPlan::walkDependency(const Package& package, const Positions& satisfiers) {
+bool RequestPlan::walkDependency(const Package& package, Satisfiers satisfiers) {
   std::vector<PackageInfo*> choice;
   for (const std::size_t i : satisfiers) {
     if (packages_[i]->staysOn()) return true;
-    choice.push_back(packages_[i]);
+    PackageInfo* const info = packages_[i];
+    choice.push_back(info);
   }
   repo_.selectCandidates(choice, false, false);
   if (choice.empty()) return false;
-  require(static_cast<Package*>(choice.back()), package);
+  for (const std::size_t i : satisfiers) {
+    if (packages_[i] == choice.back()) require(i, package);
+  }
   return true;
 }
 
-void RequestPlan::require(Package* needed, const Package& by) {
+void RequestPlan::require(std::size_t position, const Package& by) {
+  Package* const needed = packages_[position];
   const std::uint32_t action = needed->scheduledAction;
   if (action != kActionUninstall && action != kActionDisable) {
     if (!needed->disabled) return;
@@ -158,15 +196,14 @@ void RequestPlan::require(Package* needed, const Package& by) {
     }
     needed->scheduledAction = kActionNone;
   }
-  walk(needed);
+  walk(position);
 }
 
 void RequestPlan::settleConflicts() {
   for (Package* p : packages_) {
     if (!p->staysOn()) continue;
     Positions related = answering_.sharing(*p, kConflictAskedNames);
-    const Positions asking = conflicting_.sharing(*p, kAnsweredNames);
-    related.insert(related.end(), asking.begin(), asking.end());
+    for (const std::size_t i : conflicting_.sharing(*p, kAnsweredNames)) related.push_back(i);
     makeUnique(related);
     for (const std::size_t i : related) {
       Package* const q = packages_[i];
@@ -200,16 +237,16 @@ void RequestPlan::dropDependents() {
   bool changed = true;
   while (changed) {
     changed = false;
-    for (Package* package : packages_) {
-      for (const Positions& satisfiers : satisfiers_[package]) {
-        if (dropDependent(*package, satisfiers)) changed = true;
+    for (std::size_t i = 0; i < packages_.size(); ++i) {
+      for (std::size_t d = dependenciesBegin_[i]; d < dependenciesBegin_[i + 1]; ++d) {
+        if (dropDependent(*packages_[i], satisfiers(d))) changed = true;
       }
     }
   }
 }
 
 // True when the package's action was changed because of one of its dependencies.
-bool RequestPlan::dropDependent(Package& package, const Positions& satisfiers) {
+bool RequestPlan::dropDependent(Package& package, Satisfiers satisfiers) {
   bool onlyDisabled = false;
   for (const std::size_t i : satisfiers) {
     const Package& satisfier = *packages_[i];
@@ -237,7 +274,7 @@ void RequestPlan::letBundlesFollow() {
 
 void RequestPlan::letBundleFollow(Package& bundle) {
   bool allGo = true;
-  for (const std::size_t i : members_[bundle.name]) {
+  for (const std::size_t i : members_.named(bundle.name)) {
     const Package& member = *packages_[i];
     const std::uint32_t action = member.scheduledAction;
     if (action == (member.disabled ? kActionEnable : kActionNone)) return;
@@ -268,36 +305,20 @@ void Repo::planRequests(std::vector<Package*>& removals, std::vector<Package*>& 
   enables.clear();
   RequestPlan plan(*this, packages, verbose != 0);
   if (!plan.settle()) return;
-  removals = plan.withAction(true);
+  plan.collect(true, removals);
   // Dependents go before what they depend on.
   std::reverse(removals.begin(), removals.end());
-  enables = plan.withAction(false);
+  plan.collect(false, enables);
 }
 
 void Repo::executeRemovals(const std::vector<Package*>& removals, int verbose) {
   for (Package* package : removals) {
-    if (package->scheduledAction == kActionUninstall) {
-      removePackage(package, verbose >= 2);
-    } else {
-      disablePackage(package, verbose != 0);
-    }
+    const bool goes = package->scheduledAction == kActionUninstall;
+    change(package, goes ? kActionUninstall : kActionDisable, verbose >= (goes ? 2 : 1));
+    if (!goes) continue;
+    takePackage(package);
+    delete package;
   }
-}
-
-void Repo::disablePackage(Package* package, bool verbose) {
-  const std::string fullName = package->getFullName();
-  if (verbose) setStatus("disabling " + fullName + "...");
-  package->disable();
-  if (verbose) log("disabled %s", fullName.c_str());
-}
-
-void Repo::removePackage(Package* package, bool verbose) {
-  const std::string fullName = package->getFullName();
-  if (verbose) setStatus("uninstalling " + fullName + "...");
-  package->uninstall();
-  takePackage(package);
-  if (verbose) log("uninstalled %s", fullName.c_str());
-  delete package;
 }
 
 void Repo::executeEnables(const std::vector<Package*>& enables, int verbose) {

@@ -1,12 +1,16 @@
 // The console is a serial line: what happens now stands in its last line, drawn over in place with
 // carriage returns, and messages scroll above it.
+#include "repo/console.h"
+
 #include "package/package.h"
 #include "repo/repo.h"
 #include "stream/ipackstream.h"
+#include "stream/text.h"
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 
 namespace {
@@ -14,51 +18,57 @@ namespace {
 constexpr char kHideCursor[] = "\033[?25l";
 constexpr char kShowCursor[] = "\033[?25h";
 
-enum : unsigned {
-  kMessageSize = 256,   // of a message without its prefix, its NUL included
-  kBlankWidth = 79,     // of what a message blanks before it is written
-  kProgressWidth = 76,  // of label and bar without the closing bracket
-};
+// By ScheduledAction.
+constexpr const char* kDoing[] = {"", "uninstalling", "enabling", "disabling"};
+constexpr const char* kDone[] = {"", "uninstalled", "enabled", "disabled"};
 
-std::uint64_t filledWidth(std::uint64_t position, std::uint64_t total, std::uint64_t width) {
+constexpr int kBlankWidth = 79;     // of what a message blanks before it is written
+constexpr int kProgressWidth = 74;  // of label and bar, without what stands around the bar
+constexpr char kFullBar[] =
+    "#####################################"
+    "#####################################";
+static_assert(sizeof kFullBar - 1 == kProgressWidth);
+
+enum : unsigned { kMessageSize = 256 };  // of a message without its prefix, its NUL included
+
+// width * position / total, at most width. Counted, not divided: the processor has no instruction
+// for it.
+int filledWidth(std::uint64_t position, std::uint64_t total, unsigned width) {
+  unsigned filled = 0;
   if (total == 0) return 0;
-  return std::min(position, total) * width / total;
+  for (std::uint64_t left = position * width; filled < width && left >= total; left -= total) {
+    ++filled;
+  }
+  return static_cast<int>(filled);
 }
 
 }  // namespace
 
+void print(const char* text) {
+  std::cout.write(text, static_cast<std::streamsize>(std::strlen(text))).flush();
+}
+
 void Repo::setStatus(const std::string& text) {
   if (quiet || text == status) return;
-  std::string line = kHideCursor;
-  line += '\r';
-  line += text;
-  if (status.size() > text.size()) line.append(status.size() - text.size(), ' ');
-  line += '\r';
-  line += kShowCursor;
-  std::cout << line << std::flush;
+  const int rest = static_cast<int>(status.size()) - static_cast<int>(text.size());
+  print(formatted("%s\r%s%*s\r%s", kHideCursor, text.c_str(), std::max(rest, 0), "", kShowCursor)
+            .c_str());
   status = text;
 }
 
 void Repo::showProgress(const ipackstream& in, const std::string& label) {
-  std::string text = label + " [";
-  const std::size_t width = text.size() < kProgressWidth ? kProgressWidth - text.size() : 0;
-  const auto filled = static_cast<std::size_t>(filledWidth(in.position(), in.totalSize(), width));
-  text.append(filled, '#');
-  text.append(width - filled, ' ');
-  text += ']';
-  setStatus(text);
+  const int width = std::max(kProgressWidth - static_cast<int>(label.size()), 0);
+  const int filled = filledWidth(in.position(), in.totalSize(), static_cast<unsigned>(width));
+  setStatus(formatted("%s [%.*s%*s]", label.c_str(), filled, kFullBar, width - filled, ""));
 }
 
 void Repo::report(const char* prefix, const char* format, va_list arguments) {
   if (quiet) return;
   char text[kMessageSize];
   if (std::vsnprintf(text, sizeof text, format, arguments) < 0) text[0] = '\0';
-  const std::string message = std::string(prefix) + text;
-  if (!status.empty()) {
-    std::cout << '\r' << std::string(kBlankWidth, ' ') << '\r' << std::flush;
-  }
-  std::cout << message << std::endl;
-  if (!status.empty()) std::cout << status << std::flush;
+  const std::string message = formatted("%s%s", prefix, text);
+  if (!status.empty()) print(formatted("\r%*s\r", kBlankWidth, "").c_str());
+  print(formatted("%s\n%s", message.c_str(), status.c_str()).c_str());
   logLines.push_back(message);
 }
 
@@ -86,10 +96,14 @@ void Repo::error(const char* format, ...) {
 }
 
 void Repo::enableAndReport(const std::vector<Package*>& list, bool verbose) {
-  for (Package* package : list) {
-    const std::string fullName = package->getFullName();
-    if (verbose) setStatus("enabling " + fullName + "...");
-    package->enable();
-    if (verbose) log("enabled %s", fullName.c_str());
-  }
+  for (Package* package : list) change(package, kActionEnable, verbose);
+}
+
+void Repo::change(Package* package, std::uint32_t action, bool verbose) {
+  const std::string fullName = package->getFullName();
+  if (verbose) setStatus(formatted("%s %s...", kDoing[action], fullName.c_str()));
+  if (action == kActionUninstall) package->uninstall();
+  if (action == kActionEnable) package->enable();
+  if (action == kActionDisable) package->disable();
+  if (verbose) log("%s %s", kDone[action], fullName.c_str());
 }

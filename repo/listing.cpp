@@ -1,42 +1,46 @@
 #include "model/version.h"
 #include "package/package.h"
+#include "repo/console.h"
 #include "repo/repo.h"
+#include "stream/text.h"
 
 #include <ctime>
-#include <iomanip>
-#include <iostream>
 
 namespace {
 
-// Column widths; the three spaces of the header stand over the space and the mark of a row.
-enum : int { kNameColumn = 16, kVersionColumn = 15, kTimeColumn = 25, kRule = 60 };
+constexpr char kMark[] = "X ";
+constexpr char kNoMark[] = "  ";
 
-std::string timeText(std::uint32_t seconds) {
+constexpr char kRule[] = "------------------------------------------------------------\n";
+
+std::string row(const char* name, const char* mark, const char* version, const char* time) {
+  return formatted("%16s %s%15s %25s\n", name, mark, version, time);
+}
+
+// In one static buffer: the next call overwrites it.
+const char* timeText(std::uint32_t seconds) {
+  static char text[128];
   const auto time = static_cast<std::time_t>(seconds);
   const std::tm* const calendar = std::gmtime(&time);
-  char text[128];
-  if (!calendar || std::strftime(text, sizeof text, "%b/%d/%Y %H:%M:%S", calendar) == 0) return {};
-  return text;
+  const bool shown =
+      calendar && std::strftime(text, sizeof text, "%b/%d/%Y %H:%M:%S", calendar) != 0;
+  return shown ? text : "";
 }
 
 }  // namespace
 
 void Repo::showPackages() const {
-  std::cout << std::setw(kNameColumn) << "Name"
-            << "   " << std::setw(kVersionColumn) << "Version" << ' ' << std::setw(kTimeColumn)
-            << "Built" << '\n'
-            << std::string(kRule, '-') << '\n';
+  std::string table = row("Name", kNoMark, "Version", "Built");
+  table += kRule;
   for (const Package* package : packages) {
-    std::cout << std::setw(kNameColumn) << package->name << ' ' << (package->disabled ? "X " : "  ")
-              << std::setw(kVersionColumn) << versionString(package->version) << ' '
-              << std::setw(kTimeColumn) << timeText(package->buildTime) << '\n';
+    table += row(package->name.c_str(), package->disabled ? kMark : kNoMark,
+                 versionString(package->version), timeText(package->buildTime));
   }
-  std::cout << std::flush;
+  print(table.c_str());
 }
 
 void Repo::dump() const {
   for (const Package* package : packages) package->dump();
-  std::cout << "\nused files:\n";
-  for (const std::string& path : usedFiles) std::cout << path << '\n';
-  std::cout << std::flush;
+  print("\nused files:\n");
+  for (const std::string& path : usedFiles) print((path + "\n").c_str());
 }

@@ -1,7 +1,6 @@
 #include "package/package.h"
 #include "repo/repo.h"
-
-#include <cstdio>
+#include "stream/text.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -9,20 +8,20 @@
 
 namespace {
 
-enum : unsigned { kPathSize = 512 };
+enum : unsigned { kLongestPath = 511 };
 
 bool isDotEntry(const char* name) {
   return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
 // One entry of a directory that is being collected.
-void collectEntry(char* path) {
+void collectEntry(std::string& path) {
   struct stat info;
-  if (lstat(path, &info) != 0) return;
+  if (lstat(path.c_str(), &info) != 0) return;
   if (S_ISDIR(info.st_mode)) {
-    gcFilesIn(path);
+    gcFilesIn(&path[0]);
   } else if (Repo::getRepo()->getFileOwner(path).empty()) {
-    unlink(path);
+    unlink(path.c_str());
   }
 }
 
@@ -42,11 +41,8 @@ void gcFilesIn(char* directory) {
   if (!opened) return;
   while (const dirent* entry = readdir(opened)) {
     if (isDotEntry(entry->d_name)) continue;
-    char path[kPathSize];
-    const int length = std::snprintf(path, sizeof path, "%s/%s", directory, entry->d_name);
-    // A path that was cut names something else, the directory itself at worst.
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) continue;
-    collectEntry(path);
+    std::string path = formatted("%s/%s", directory, entry->d_name);
+    if (path.size() <= kLongestPath) collectEntry(path);
   }
   closedir(opened);
 }

@@ -18,6 +18,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <istream>
+#include <list>
 #include <map>
 #include <set>
 #include <streambuf>
@@ -114,7 +115,7 @@ class Repo {
 
   // Whether every package of the file is genuine; says so, with name for the file
   // (repo/verifyfile.cpp).
-  [[nodiscard]] bool verifyFile(const std::string& path, const std::string& name);
+  [[nodiscard]] bool verifyFile(const std::string& path, const char* name);
 
   // Planning. Lists hold packages of this repository, or candidates of the caller, and own nothing.
 
@@ -151,15 +152,14 @@ class Repo {
 
   void report(const char* prefix, const char* format, va_list arguments)
       __attribute__((format(printf, 3, 0)));
-  // plan/requests.cpp
-  void disablePackage(Package* package, bool verbose);
-  void removePackage(Package* package, bool verbose);
+  // Carries out the action, with a status and a log line when verbose. (repo/console.cpp)
+  void change(Package* package, std::uint32_t action, bool verbose);
 
   std::vector<Package*> packages;  // in database order; owned, never freed at the end of the run
   std::set<std::string>
       usedFiles;       // paths of files in use; stays empty until something gathers them
   std::string status;  // what the status line shows
-  std::vector<std::string> logLines;  // messages of this run and lines taken over
+  std::list<std::string> logLines;  // messages of this run and lines taken over
   bool quiet = false;
   bool postlogLoaded = false;  // the old log was taken over: writeLog() writes the file anew
 };

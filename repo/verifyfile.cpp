@@ -1,6 +1,7 @@
 #include "repo/repo.h"
 #include "stream/ifilestream.h"
 #include "stream/ipackstream.h"
+#include "stream/text.h"
 #include "stream/verification.h"
 
 #include <sys/stat.h>
@@ -31,17 +32,17 @@ bool verify(const std::string& path, PackObserver& progress) {
 
 }  // namespace
 
-bool Repo::verifyFile(const std::string& path, const std::string& name) {
-  const std::string label = "verifying " + name;
+bool Repo::verifyFile(const std::string& path, const char* name) {
+  const std::string label = formatted("verifying %s", name);
   const std::string before = status;
   setStatus(label);
   VerifyProgress progress(this, label);
   const bool genuine = isRegularFile(path) && verify(path, progress);
   setStatus(before);
   if (genuine) {
-    log("verified %s", name.c_str());
+    log("verified %s", name);
   } else {
-    error("broken package %s", name.c_str());
+    error("broken package %s", name);
   }
   return genuine;
 }

@@ -83,7 +83,7 @@ Package* InstallWorld::addInstalled(const std::string& name, const std::set<std:
 }
 
 std::string InstallWorld::messages() {
-  const std::vector<std::string>& lines = RepoAccess::logLines();
+  const std::vector<std::string> lines = RepoAccess::logLines();
   std::string text;
   for (; messagesTaken_ < lines.size(); ++messagesTaken_) text += lines[messagesTaken_] + '\n';
   return text;

@@ -246,7 +246,7 @@ void CaseRun::carryOut(Words& words) {
     happened_ = consoleEvents(output.text());
   }
   words.end();
-  const Lines& log = RepoAccess::logLines();
+  const Lines log = RepoAccess::logLines();
   const auto firstLine = log.begin() + static_cast<std::ptrdiff_t>(logged);
   if (messagesOf(happened_) != Lines(firstLine, log.end())) {
     happened_.push_back("the run log differs from the console");

@@ -5,6 +5,7 @@
 #include "package/package.h"
 #include "repo/repo.h"
 
+#include <list>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,6 +26,9 @@ class RepoAccess {
   }
   static std::set<std::string>& usedFiles() { return Repo::getRepo()->usedFiles; }
   static const std::string& status() { return Repo::getRepo()->status; }
-  static const std::vector<std::string>& logLines() { return Repo::getRepo()->logLines; }
+  static std::vector<std::string> logLines() {
+    const std::list<std::string>& lines = Repo::getRepo()->logLines;
+    return {lines.begin(), lines.end()};
+  }
   static bool postlogLoaded() { return Repo::getRepo()->postlogLoaded; }
 };
