@@ -35,9 +35,6 @@ class NameIndex {
 
   // The package gets the next position, from 0.
   void add(const PackageInfo& package);
-  void addName(const std::string& name, std::size_t position) {
-    entries_.insert({name.c_str(), position});
-  }
   // Positions, ascending and each once, of the packages that have this name.
   Positions named(const std::string& name) const;
   // The same of the packages that share one of package's names of these kinds.

@@ -64,8 +64,7 @@ class RequestPlan {
   const bool verbose_;
   const NameIndex answering_;
   const NameIndex conflicting_;
-  NameIndex members_{0};  // by the name of their bundle
-  std::string walked_;    // by position: 1 or 0
+  std::string walked_;  // by position: 1 or 0
   // The dependencies of all packages are numbered through, and so is what satisfies them. These say
   // where those of a package, and those of a dependency, begin; the last entry is where all end.
   Positions dependenciesBegin_;
@@ -80,11 +79,9 @@ RequestPlan::RequestPlan(Repo& repo, const Packages& packages, bool verbose)
       answering_(packages, kAnsweredNames),
       conflicting_(packages, kConflictAskedNames),
       walked_(packages.size(), 0) {
-  for (std::size_t i = 0; i < packages_.size(); ++i) {
-    const Package& package = *packages_[i];
-    if (!package.bundle.name.empty()) members_.addName(package.bundle.name, i);
+  for (const Package* package : packages_) {
     noteEnd(dependenciesBegin_, satisfiersBegin_);
-    for (const PackageDep& dep : package.deps) noteSatisfiers(dep);
+    for (const PackageDep& dep : package->deps) noteSatisfiers(dep);
   }
   noteEnd(dependenciesBegin_, satisfiersBegin_);
   noteEnd(satisfiersBegin_, satisfiers_);
@@ -274,11 +271,11 @@ void RequestPlan::letBundlesFollow() {
 
 void RequestPlan::letBundleFollow(Package& bundle) {
   bool allGo = true;
-  for (const std::size_t i : members_.named(bundle.name)) {
-    const Package& member = *packages_[i];
-    const std::uint32_t action = member.scheduledAction;
-    if (action == (member.disabled ? kActionEnable : kActionNone)) return;
-    const bool goes = action == kActionUninstall || (!member.disabled && action == kActionEnable);
+  for (const Package* member : packages_) {
+    if (member->bundle.name.empty() || member->bundle.name != bundle.name) continue;
+    const std::uint32_t action = member->scheduledAction;
+    if (action == (member->disabled ? kActionEnable : kActionNone)) return;
+    const bool goes = action == kActionUninstall || (!member->disabled && action == kActionEnable);
     if (!goes) allGo = false;
   }
   if (allGo) {

@@ -32,6 +32,19 @@ TEST_F(Requests, APlanThatIsRefusedEmptiesTheLists) {
   EXPECT_EQ(a->scheduledAction, kActionNone);
 }
 
+// A damaged record may hold any bytes.
+TEST_F(Requests, ABundleWhoseNameOnlyBeginsAlikeIsAnotherOne) {
+  using namespace std::string_literals;
+  add("a");
+  Package* const bundle = addBundle("b");
+  add("c")->bundle.name = "b\0c"s;
+  std::vector<Package*> removals;
+  std::vector<Package*> enables;
+  repo_->planRequests(removals, enables, 1);
+  EXPECT_THAT(removals, ElementsAre(bundle));
+  EXPECT_THAT(enables, IsEmpty());
+}
+
 TEST_F(Requests, RemovalsDisableWhateverIsNotToBeUninstalled) {
   const std::vector<Package*> list = {add("none"), add("enable"), add("disable"), add("uninstall")};
   list[1]->scheduledAction = kActionEnable;
