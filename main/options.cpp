@@ -57,7 +57,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
     const char* const argument = argv[i];
     if (is(argument, "--filegc")) {
       options.fileGc = true;
-      options.gcDirectories = {argv + i + 1, argv + argc};
+      options.gcDirectories = std::vector<char*>(argv + i + 1, argv + argc);
       return true;
     }
     if (is(argument, "--cleanup")) {

@@ -124,12 +124,13 @@ void InstallRun::scan(const char* directory) {
 void InstallRun::take(const std::string& path, const char* name) {
   if (!repo_.verifyFile(path, name)) return;
   auto* const file = new PackageFile;
+  if (!file->readFrom(path)) {
+    delete file;
+    repo_.error("broken package %s", name);
+    return;
+  }
   PackageInfo* const info = file;
   found_.push_back(info);
-  if (file->readFrom(path)) return;
-  found_.pop_back();
-  delete file;
-  repo_.error("broken package %s", name);
 }
 
 void InstallRun::select() {

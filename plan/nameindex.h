@@ -24,7 +24,8 @@ enum NameKinds : unsigned {
 // Positions in a list of packages.
 using Positions = std::vector<std::size_t>;
 
-// Points to the names: the packages must not change while it is used.
+// Points to the names: the packages must not change while it is used. Names are compared as far as
+// their first NUL, which damaged records may hold: an answer may name a package too many.
 class NameIndex {
  public:
   explicit NameIndex(unsigned kinds) : kinds_(kinds) {}

@@ -19,10 +19,10 @@ struct Satisfiers {
   const std::size_t* end() const { return last; }
 };
 
-// What comes next belongs to another one.
-void noteEnd(Positions& begins, const Positions& entries) {
-  const std::size_t end = entries.size();
-  begins.push_back(end);
+// The entries of the next one begin where those of the one before end.
+void noteBegin(Positions& begins, const Positions& entries) {
+  const std::size_t begin = entries.size();
+  begins.push_back(begin);
 }
 
 // One plan over the list of installed packages, which does not change meanwhile: only scheduled
@@ -37,7 +37,7 @@ class RequestPlan {
   void collect(bool removal, Packages& list) const;
 
  private:
-  // Positions; of the list's end when the member has no bundle.
+  // Its position, or packages_.size() when the member has none.
   std::size_t bundleOf(const Package& member) const;
 
   void noteSatisfiers(const PackageDep& dep);
@@ -80,15 +80,15 @@ RequestPlan::RequestPlan(Repo& repo, const Packages& packages, bool verbose)
       conflicting_(packages, kConflictAskedNames),
       walked_(packages.size(), 0) {
   for (const Package* package : packages_) {
-    noteEnd(dependenciesBegin_, satisfiersBegin_);
+    noteBegin(dependenciesBegin_, satisfiersBegin_);
     for (const PackageDep& dep : package->deps) noteSatisfiers(dep);
   }
-  noteEnd(dependenciesBegin_, satisfiersBegin_);
-  noteEnd(satisfiersBegin_, satisfiers_);
+  noteBegin(dependenciesBegin_, satisfiersBegin_);
+  noteBegin(satisfiersBegin_, satisfiers_);
 }
 
 void RequestPlan::noteSatisfiers(const PackageDep& dep) {
-  noteEnd(satisfiersBegin_, satisfiers_);
+  noteBegin(satisfiersBegin_, satisfiers_);
   for (const std::size_t i : answering_.named(dep.name)) {
     if (packages_[i]->satisfies(dep)) satisfiers_.push_back(i);
   }
