@@ -1,6 +1,7 @@
 #include "package/depfile.h"
 
 #include "stream/ifilestream.h"
+#include "stream/outputfile.h"
 #include "stream/text.h"
 
 #include <cinttypes>
@@ -16,7 +17,7 @@ bool readDepFile(const std::string& path, std::vector<PackageDep>& list, bool wi
   }
 }
 
-std::string depText(const std::vector<PackageDep>& list, bool withWeight) {
+bool writeDepFile(const std::string& path, const std::vector<PackageDep>& list, bool withWeight) {
   std::string text;
   for (const PackageDep& dep : list) {
     text += dep.name;
@@ -24,5 +25,5 @@ std::string depText(const std::vector<PackageDep>& list, bool withWeight) {
     if (withWeight) text += formatted(" %" PRId32, dep.weight);
     text += "\n";
   }
-  return text;
+  return writeTextFile(path, text);
 }

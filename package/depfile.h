@@ -11,5 +11,6 @@
 [[nodiscard]] bool readDepFile(const std::string& path, std::vector<PackageDep>& list,
                                bool withWeight);
 
-// The contents of the file that holds the list.
-[[nodiscard]] std::string depText(const std::vector<PackageDep>& list, bool withWeight);
+// Writes the file anew. False, with errno, when that failed.
+[[nodiscard]] bool writeDepFile(const std::string& path, const std::vector<PackageDep>& list,
+                                bool withWeight);

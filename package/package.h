@@ -57,7 +57,7 @@ class Package : public PackageInfo {
   std::string getContainerName() const;
   // Fills the object from the meta directory of that name and from its schedule file, which it
   // deletes. A damaged record reads as a request to uninstall.
-  void readFromRepo(const char* packageName);
+  void readFromRepo(const std::string& packageName);
   // The same from a directory anywhere, which ends in "/": the name stays, and so do requests.
   void readRecord(const std::string& meta);
   // Creates the meta directory and its parents.
@@ -103,10 +103,12 @@ class Package : public PackageInfo {
   // Reports the file when writing it was not good; returns that.
   bool metaWritten(bool good, const char* file) const;
   bool writeMetaFile(const std::string& meta, const char* file, const std::string& text) const;
+  bool writeMetaDeps(const std::string& meta, const char* file, const std::vector<PackageDep>& list,
+                     bool withWeight) const;
   void writeDisabled(bool present) const;
   void writeEnabled(bool present) const;
   void writeMarker(const char* marker, bool present) const;
-  bool writeFileList(const std::string& meta) const;
+  bool writeFileList(bool relative) const;
 
   // Names of the scripts that were stored are appended.
   bool installParts(ipackstream& in, bool relative, std::vector<const char*>& stored);

@@ -47,7 +47,7 @@ std::string Package::getContainerName() const {
   return bundle.name.empty() ? getFullName() : bundle.getFullName();
 }
 
-void Package::readFromRepo(const char* packageName) {
+void Package::readFromRepo(const std::string& packageName) {
   name = packageName;
   readRecord(getMetaDir(false));
   takeSchedule(formatted("%s%s/schedule", kScheduleDir, name.c_str()));
@@ -134,13 +134,13 @@ bool Package::writeMeta(bool relative) {
   const std::string meta = getMetaDir(relative);
   if (!writeMetaFile(meta, kVersionFile,
                      formatted("%" PRIu32 " %" PRIu32 "\n", version, buildTime)) ||
-      !writeMetaFile(meta, kDepsFile, depText(deps, false))) {
+      !writeMetaDeps(meta, kDepsFile, deps, false)) {
     return false;
   }
-  if (!provides.empty() && !writeMetaFile(meta, kProvidesFile, depText(provides, true))) {
+  if (!provides.empty() && !writeMetaDeps(meta, kProvidesFile, provides, true)) {
     return false;
   }
-  if (!conflicts.empty() && !writeMetaFile(meta, kConflictsFile, depText(conflicts, false))) {
+  if (!conflicts.empty() && !writeMetaDeps(meta, kConflictsFile, conflicts, false)) {
     return false;
   }
   if (bundle.name.empty()) {
@@ -150,7 +150,7 @@ bool Package::writeMeta(bool relative) {
   }
   writeDisabled(disabled);
   writeEnabled(!disabled && userForced);
-  if (!metaWritten(writeFileList(meta), kFilesFile)) return false;
+  if (!metaWritten(writeFileList(relative), kFilesFile)) return false;
   // A package with an image is not set up by a script.
   if (hasImage) unlink((meta + kInstallScript).c_str());
   return true;
@@ -164,6 +164,11 @@ bool Package::metaWritten(bool good, const char* file) const {
 bool Package::writeMetaFile(const std::string& meta, const char* file,
                             const std::string& text) const {
   return metaWritten(writeTextFile(meta + file, text), file);
+}
+
+bool Package::writeMetaDeps(const std::string& meta, const char* file,
+                            const std::vector<PackageDep>& list, bool withWeight) const {
+  return metaWritten(writeDepFile(meta + file, list, withWeight), file);
 }
 
 // The state is the router's, wherever the rest of the record is written: always the absolute
@@ -185,11 +190,11 @@ void Package::writeMarker(const char* marker, bool present) const {
   }
 }
 
-bool Package::writeFileList(const std::string& meta) const {
+bool Package::writeFileList(bool relative) const {
   if (isBundle) return true;
   // Under another name until it is whole: a run that dies here must not leave a record that looks
   // complete. Without a list it reads as a bundle without members, which the next plan uninstalls.
-  const std::string path = meta + kFilesFile;
+  const std::string path = getMetaFile(relative, kFilesFile);
   const std::string unfinished = path + ".new";
   OutputFile file(unfinished, OutputFile::kNoFollow);
   for (const std::string& logical : files) {

@@ -18,10 +18,12 @@ void Repo::init(bool quietConsole) {
     warn("could not open repo");
     return;
   }
+  std::string name;
   while (const dirent* entry = readdir(directory)) {
     if (entry->d_name[0] == '.') continue;
+    name = entry->d_name;
     auto* package = new Package;
-    package->readFromRepo(entry->d_name);
+    package->readFromRepo(name);
     addPackage(package);
   }
   closedir(directory);

@@ -2,6 +2,8 @@
 
 #include "tests/support/tree.h"
 
+#include <cerrno>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -95,9 +97,27 @@ TEST_F(DepFile, WrittenWithAndWithoutWeight) {
   entry.minVersion = 1;
   entry.maxVersion = 4294967295U;
   entry.weight = -3;
-  EXPECT_EQ(depText({entry, entry}, true), "a 1 4294967295 -3\na 1 4294967295 -3\n");
-  EXPECT_EQ(depText({entry}, false), "a 1 4294967295\n");
-  EXPECT_EQ(depText({}, false), "");
+  EXPECT_TRUE(writeDepFile(path_, {entry, entry}, true));
+  EXPECT_EQ(readFile(path_), "a 1 4294967295 -3\na 1 4294967295 -3\n");
+  EXPECT_TRUE(writeDepFile(path_, {entry}, false));
+  EXPECT_EQ(readFile(path_), "a 1 4294967295\n");
+  EXPECT_TRUE(writeDepFile(path_, {}, false));
+  EXPECT_EQ(readFile(path_), "");
+}
+
+TEST_F(DepFile, FailureToWriteKeepsItsReason) {
+  EXPECT_FALSE(writeDepFile(folder_.path() + "/missing/list", {}, false));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FALSE(writeDepFile(folder_.path(), {}, false));
+  EXPECT_EQ(errno, EISDIR);
+}
+
+TEST_F(DepFile, FullDiskIsNoticed) {
+  if (!exists("/dev/full")) GTEST_SKIP() << "there is no /dev/full";
+  PackageDep entry;
+  entry.name = "a";
+  EXPECT_FALSE(writeDepFile("/dev/full", {entry}, false));
+  EXPECT_EQ(errno, ENOSPC);
 }
 
 }  // namespace
