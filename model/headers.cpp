@@ -56,6 +56,7 @@ bool PackageInfo::readFrom(ipackstream& in) {
 
   PackageHeader header;
   if (!readRecord(in, header)) return false;
+  // Copied, here and elsewhere: the code that moves one string into another is not small.
   const std::string ownName = header.name();
   name = ownName;
   version = header.version();
