@@ -9,6 +9,9 @@ OTHER_AT = 0x3800000
 FLASH_SIZE = OTHER_AT - FLASH_AT
 ERASE_SIZE = 0x40000
 ANSWER_SIZE = 0x100000
+MEMORY_SIZE = 96 << 20
+# The node with which JFFS2 marks an erase block that is empty: magic, type, length, checksum.
+CLEAN_MARKER = bytes.fromhex("85190320" "0c000000" "b1b01ee4")
 
 _BOOT = """
 . scripts/lib/common.sh
@@ -18,9 +21,19 @@ board=$1 script=$2 packages=$3
 shift 3
 boot_files=(tests/target/power-cuts/state "$board/stopper")
 make_first_root dist/installer-mipsel
-[ -e "$board/flash" ] || new_flash "$board/flash"
 boot "$board/flash" "$script" "$packages" "$@"
 """
+
+
+def make_memory(path):
+    """The memory of a machine whose flash is erased, as a boot loader erases one for JFFS2: without
+    the marks the file system would write them itself, whenever its thread gets to it."""
+    block = CLEAN_MARKER + b"\xff" * (ERASE_SIZE - len(CLEAN_MARKER))
+    with path.open("wb") as memory:
+        memory.truncate(MEMORY_SIZE)
+        memory.seek(FLASH_AT)
+        memory.write(block * (FLASH_SIZE // ERASE_SIZE))
+        memory.write(b"\xff" * FLASH_SIZE)
 
 
 class Died(Exception):
