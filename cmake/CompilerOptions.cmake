@@ -17,8 +17,11 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 if(INSTALLER_SANITIZE)
   # vptr needs the RTTI that the program does without.
   set(sanitizers -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all)
-  target_compile_options(project_options INTERFACE ${sanitizers} -fno-omit-frame-pointer)
+  # Of debug information a report needs the lines.
+  target_compile_options(project_options INTERFACE ${sanitizers} -fno-omit-frame-pointer -g1)
   target_link_options(project_options INTERFACE ${sanitizers})
+  # The compilers do not agree on a name of their own for it.
+  target_compile_definitions(project_options INTERFACE INSTALLER_SANITIZED)
   # Compiled in, because the whole-program tests run with an environment of their own.
   target_sources(project_options INTERFACE
     "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${CMAKE_SOURCE_DIR}/cmake/sanitizer_options.cpp>")

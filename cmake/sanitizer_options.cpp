@@ -6,7 +6,7 @@
 // addr2line -e. The search for leaks needs /proc, which the program's root does not have; ctest
 // asks for it in the tests, which end in the real root.
 
-// The runtime is a shared library: what is hidden it does not see.
+// gcc's runtime is a shared library: what is hidden it does not see.
 #define FOR_THE_RUNTIME extern "C" __attribute__((visibility("default")))
 
 FOR_THE_RUNTIME const char* __asan_default_options();

@@ -12,7 +12,7 @@
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef INSTALLER_SANITIZED
 constexpr unsigned kStride = 7;  // these runs take longer; every operation is met in the others
 #elif defined __mips__
 constexpr unsigned kStride = 3;  // emulated, for the same reason

@@ -7,7 +7,7 @@
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef INSTALLER_SANITIZED
 constexpr bool kSanitized = true;
 #else
 constexpr bool kSanitized = false;

@@ -137,7 +137,7 @@ TEST_F(BuildCommand, SignalLeavesNothingBehind) {
 
 // Both ways that contents take: straight from a file, and out of a tar by way of the spool.
 TEST_F(BuildCommand, MemoryDoesNotGrowWithTheFiles) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef INSTALLER_SANITIZED
   GTEST_SKIP() << "the sanitizer keeps what was freed";
 #endif
   if (truncate(path("hello/root/etc/hello").c_str(), off_t{128} << 20) != 0)

@@ -280,7 +280,7 @@ TEST_F(DumpFile, ManyEntriesAreNotManyLines) {
 
 // Compressed a thousandfold, and read in no more memory than any other archive.
 TEST_F(DumpFile, InflatedDataTakeNoMemory) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef INSTALLER_SANITIZED
   GTEST_SKIP() << "the sanitizer's own memory is more than the limit";
 #endif
   constexpr std::size_t kMegabyte = 1 << 20;
@@ -308,7 +308,7 @@ TEST_F(DumpFile, InflatedDataTakeNoMemory) {
 
 // A part, a name or a list is only as long as the bytes that came.
 TEST_F(DumpFile, LengthsAreNotBelieved) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef INSTALLER_SANITIZED
   GTEST_SKIP() << "the sanitizer's own memory is more than the limit";
 #endif
   constexpr std::size_t kMegabyte = 1 << 20;

@@ -110,7 +110,7 @@ TEST_F(HostilePackage, ExtractMeetsEveryFlippedByteOfTheEntries) {
   }
 }
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef INSTALLER_SANITIZED
 constexpr bool kLimitsMemory = false;
 #else
 constexpr bool kLimitsMemory = true;
