@@ -11,6 +11,7 @@ target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_
 target_compile_options(project_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
   -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wcast-qual
+  $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>
   $<$<BOOL:${INSTALLER_WERROR}>:-Werror>)
 set(CMAKE_CXX_EXTENSIONS OFF)
 

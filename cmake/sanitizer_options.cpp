@@ -9,13 +9,14 @@
 // gcc's runtime is a shared library: what is hidden it does not see.
 #define FOR_THE_RUNTIME extern "C" __attribute__((visibility("default")))
 
-FOR_THE_RUNTIME const char* __asan_default_options();
-FOR_THE_RUNTIME const char* __asan_default_options() {
+// The names that the runtime looks for are reserved in C++, not in the linker.
+FOR_THE_RUNTIME const char* asan_default_options() __asm__("__asan_default_options");
+FOR_THE_RUNTIME const char* asan_default_options() {
   return "abort_on_error=1:detect_leaks=0:detect_stack_use_after_return=1:strict_string_checks=1:"
          "check_initialization_order=1:allocator_may_return_null=0";
 }
 
-FOR_THE_RUNTIME const char* __ubsan_default_options();
-FOR_THE_RUNTIME const char* __ubsan_default_options() {
+FOR_THE_RUNTIME const char* ubsan_default_options() __asm__("__ubsan_default_options");
+FOR_THE_RUNTIME const char* ubsan_default_options() {
   return "abort_on_error=1:print_stacktrace=1";
 }
