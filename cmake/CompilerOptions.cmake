@@ -59,6 +59,14 @@ if(INSTALLER_COVERAGE)
   target_link_options(project_options INTERFACE --coverage)
 endif()
 
+# For what does not run on the router, which is most of what is compiled. A compiler cache cannot
+# look into precompiled headers, and one compiler of two has to see that every file includes what it
+# needs.
+set(PRECOMPILE_HOST_HEADERS OFF)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(PRECOMPILE_HOST_HEADERS ON)
+endif()
+
 function(add_program name product)
   add_executable(${name} "${CMAKE_SOURCE_DIR}/main/main.cpp")
   target_link_libraries(${name} PRIVATE installer_lib program_options ${product})
