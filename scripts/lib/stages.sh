@@ -34,13 +34,15 @@ skip() {
   echo "   SKIPPED: $2"
 }
 
-# The tests of a preset: ctest's closing lines, and why tests were skipped.
+# The tests of a preset: ctest's closing lines, how many tests its processes ran, and why tests were
+# skipped.
 run_tests() {
-  local preset=$1 log="$logs/$1-tests.log" reasons count
+  local preset=$1 log="$logs/$1-tests.log" said="build/$1/Testing/Temporary/LastTest.log" reasons count
   stage "$preset-tests" ctest --preset "$preset"
   sed -n '/tests passed, .* tests failed out of/,$p' "$log" | sed 's/^/   /'
-  reasons=$(awk '/: Skipped$/ { getline; print }' \
-    "build/$preset/Testing/Temporary/LastTest.log" | sort | uniq -c)
+  awk '/^\[=+\] [0-9]+ tests? from .* ran\./ { count += $2 }
+    END { print "   GoogleTest: " count + 0 " tests ran" }' "$said"
+  reasons=$(awk '/: Skipped$/ { getline; print }' "$said" | sort | uniq -c)
   if [ -n "$reasons" ]; then
     count=$(awk '{ n += $1 } END { print n }' <<<"$reasons")
     skipped+=("$count tests of $preset")
