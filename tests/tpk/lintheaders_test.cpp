@@ -1,5 +1,7 @@
 #include "tests/tpk/lintfixture.h"
 
+#include <map>
+
 namespace {
 
 using LintHeaders = LintTest;
@@ -146,6 +148,26 @@ TEST_F(LintHeaders, RequirementsAndConflictsExcludeEachOther) {
                      .list(kPartConflicts, {{"two", kVersion, next, 0}})
                      .sign()),
             "");
+  // Once for each requirement: with the conflict that reaches farthest.
+  EXPECT_EQ(lint(begin("one", {system(), {"two", next, next, 0}})
+                     .list(kPartConflicts, {{"two", 0, next, 0}, {"two", 0, 0, 0}})
+                     .sign()),
+            "error requires-and-conflicts one-1.0: requires two = 2.0, conflicts with two\n");
+}
+
+// A finding for every pair, or a look at it, would be four thousand million of them.
+TEST_F(LintHeaders, FullListsComeToAnEnd) {
+  constexpr std::size_t kMost = 65535;
+  std::vector<PackageDep> one(kMost, {"two", 0, 0, 0});
+  const std::vector<PackageDep> other(kMost, {"two", kVersion, kVersion, 0});
+  one.back() = system();
+  const std::string path = put("one.tpk", begin("one", one).list(kPartConflicts, one));
+  const std::string twice =
+      put("two.tpk", begin("one", other).list(kPartProvides, one).list(kPartConflicts, one));
+  std::map<std::string, std::size_t> count;
+  for (const LintFinding& finding : lintFiles({path, twice}, options_)) ++count[finding.rule->id];
+  EXPECT_EQ(count["requires-and-conflicts"], 2 * kMost);
+  EXPECT_EQ(count["shadowed-requirement"], kMost);
 }
 
 TEST_F(LintHeaders, RangesHoldAVersion) {

@@ -7,6 +7,7 @@
 #include "tools/tpk/packagesource.h"
 #include "tools/tpk/packreader.h"
 #include "tools/tpk/printable.h"
+#include "tools/tpk/rangeindex.h"
 
 #include <map>
 #include <memory>
@@ -23,6 +24,11 @@ class Graph {
   struct Node {
     std::unique_ptr<PackageInfo> package;  // without what it carries, as the database has it
     std::string id;
+    RangeIndex provided;
+
+    bool satisfies(const PackageDep& dep) const {
+      return package->doesSatisfy(dep) || provided.overlaps(dep);
+    }
   };
 
   std::string addNode(const PackageInfo& package);
@@ -51,7 +57,9 @@ std::unique_ptr<PackageInfo> installed(const PackageInfo& package) {
 
 std::string Graph::addNode(const PackageInfo& package) {
   const std::string id = "p" + std::to_string(nodes_.size());
-  nodes_.push_back({installed(package), id});
+  auto copy = installed(package);
+  RangeIndex provided(copy->provides);
+  nodes_.push_back({std::move(copy), id, std::move(provided)});
   return id + " [label=" + dotQuoted(package.getFullName()) + "];\n";
 }
 
@@ -80,7 +88,7 @@ void Graph::addRequirements(const Node& from) {
   for (const PackageDep& dep : from.package->deps) {
     bool met = false;
     for (const Node& to : nodes_) {
-      if (&to == &from || !to.package->satisfies(dep)) continue;
+      if (&to == &from || !to.satisfies(dep)) continue;
       met = true;
       edges_ += "  " + from.id + " -> " + to.id;
       // By its name there is nothing to explain.
@@ -107,7 +115,7 @@ void Graph::addConflicts(const Node& from) {
                 " [color=orange, style=bold, arrowhead=tee, label=\"conflicts\"];\n";
   for (const PackageDep& conflict : from.package->conflicts) {
     bool known = false;
-    for (const Node& to : nodes_) known = known || to.package->satisfies(conflict);
+    for (const Node& to : nodes_) known = known || to.satisfies(conflict);
     if (!known)
       edges_ += "  " + from.id + " -> " + addOther(depText(conflict), "color=gray, style=dashed") +
                 " [color=gray, arrowhead=tee, label=\"conflicts\"];\n";

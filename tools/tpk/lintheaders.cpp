@@ -2,6 +2,7 @@
 #include "model/version.h"
 #include "tools/tpk/deptext.h"
 #include "tools/tpk/lintchecks.h"
+#include "tools/tpk/rangeindex.h"
 
 #include <algorithm>
 #include <set>
@@ -31,12 +32,6 @@ bool hasSpace(const std::string& name) {
 
 bool isEmptyRange(const PackageDep& dep) {
   return dep.maxVersion != 0 && dep.maxVersion < dep.minVersion;
-}
-
-// Whether every version in inner's range is in outer's.
-bool covers(const PackageDep& outer, const PackageDep& inner) {
-  return outer.minVersion <= inner.minVersion &&
-         (outer.maxVersion == 0 || (inner.maxVersion != 0 && inner.maxVersion <= outer.maxVersion));
 }
 
 // Names and versions.
@@ -121,8 +116,9 @@ void requiresItself(const LintPackage& package, LintSink& sink) {
 }
 
 void shadowedRequirement(const LintPackage& package, LintSink& sink) {
+  const RangeIndex provided(package.info().provides);
   for (const PackageDep& dep : package.info().deps)
-    if (dep.name != package.info().name && package.info().doesProvidersSatisfy(dep))
+    if (dep.name != package.info().name && provided.overlaps(dep))
       sink.about(package, "requires " + depText(dep) + " and provides it");
 }
 
@@ -132,10 +128,10 @@ void conflictsWithItself(const LintPackage& package, LintSink& sink) {
 }
 
 void requiresAndConflicts(const LintPackage& package, LintSink& sink) {
+  const RangeIndex conflicts(package.info().conflicts);
   for (const PackageDep& wanted : package.info().deps)
-    for (const PackageDep& refused : package.info().conflicts)
-      if (wanted.name == refused.name && covers(refused, wanted))
-        sink.about(package, "requires " + depText(wanted) + ", conflicts with " + depText(refused));
+    if (const PackageDep* refused = conflicts.covering(wanted))
+      sink.about(package, "requires " + depText(wanted) + ", conflicts with " + depText(*refused));
 }
 
 void emptyRange(const LintPackage& package, LintSink& sink) {

@@ -1,8 +1,9 @@
 // Checks of packages that are to stand on one router.
 #include "tools/tpk/lintchecks.h"
 
-#include <algorithm>
+#include <map>
 #include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -67,6 +68,7 @@ void fileCollision(const LintSet& set, LintSink& sink) {
     bool isDirectory;
   };
   std::unordered_map<std::string, Owner> owners;
+  std::map<std::pair<const LintPackage*, const LintPackage*>, bool> apart;
   eachPackage(set, [&](const LintPackage& package) {
     for (const LintEntry& entry : package.entries) {
       if (entry.archived.header.skip()) continue;
@@ -74,7 +76,9 @@ void fileCollision(const LintSet& set, LintSink& sink) {
       const Owner& owner = added.first->second;
       if (added.second || owner.package == &package) continue;
       if (owner.isDirectory && entry.isDirectory()) continue;
-      if (!standApart(*owner.package, package))
+      const auto pair = apart.emplace(std::make_pair(owner.package, &package), false);
+      if (pair.second) pair.first->second = standApart(*owner.package, package);
+      if (!pair.first->second)
         sink.about(package, entry, "is also in " + owner.package->info().getFullName());
     }
   });
