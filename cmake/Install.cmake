@@ -14,7 +14,7 @@ function(install_tools)
   install(TARGETS tpk RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
   install(FILES docs/man/tpk.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
   install(FILES docs/man/tpk.5 DESTINATION "${CMAKE_INSTALL_MANDIR}/man5")
-  install(FILES tools/tpk/completion/tpk
+  install(FILES tools/tpk/command/completion/tpk
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
   install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" USE_SOURCE_PERMISSIONS)
 endfunction()

@@ -1,5 +1,5 @@
 // What tpk lint says of packages is what the program then does with them.
-#include "tools/tpk/lint.h"
+#include "tools/tpk/lint/lint.h"
 
 #include "tests/program/world.h"
 

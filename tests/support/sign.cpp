@@ -1,7 +1,7 @@
 #include "tests/support/sign.h"
 
-#include "tools/tpk/productfolder.h"
-#include "tools/tpk/signer.h"
+#include "tools/tpk/product/productfolder.h"
+#include "tools/tpk/product/signer.h"
 
 #include <memory>
 

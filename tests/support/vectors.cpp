@@ -1,8 +1,8 @@
 #include "tests/support/vectors.h"
 
 #include "tests/support/hex.h"
-#include "tools/tpk/hostfile.h"
-#include "tools/tpk/productfolder.h"
+#include "tools/tpk/host/hostfile.h"
+#include "tools/tpk/product/productfolder.h"
 
 #include <sstream>
 

@@ -1,7 +1,7 @@
 // The message with which something fails, for comparisons; "no failure" when it does not.
 #pragma once
 
-#include "tools/tpk/failure.h"
+#include "tools/tpk/host/failure.h"
 
 #include <string>
 

@@ -1,9 +1,9 @@
-// tpk: makes, signs and inspects packages. Exit status: tools/tpk/command.h.
-#include "tools/tpk/command.h"
-#include "tools/tpk/commandline.h"
-#include "tools/tpk/failure.h"
-#include "tools/tpk/hostfile.h"
-#include "tools/tpk/printable.h"
+// tpk: makes, signs and inspects packages. Exit status: tools/tpk/command/command.h.
+#include "tools/tpk/command/command.h"
+#include "tools/tpk/command/commandline.h"
+#include "tools/tpk/host/failure.h"
+#include "tools/tpk/host/hostfile.h"
+#include "tools/tpk/host/printable.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,0 +1,94 @@
+#include "tools/tpk/host/progress.h"
+
+#include "tests/support/tree.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+// A terminal whose screen the test reads.
+class Terminal {
+ public:
+  Terminal() : screen_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+    EXPECT_EQ(grantpt(screen_), 0);
+    EXPECT_EQ(unlockpt(screen_), 0);
+    terminal_ = ::open(ptsname(screen_), O_RDWR | O_NOCTTY);
+    EXPECT_GE(terminal_, 0);
+  }
+  ~Terminal() {
+    close(terminal_);
+    close(screen_);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  int descriptor() const { return terminal_; }
+
+  // What was written since the last call.
+  std::string read() const {
+    std::string text;
+    char buffer[4096];
+    for (ssize_t got; (got = ::read(screen_, buffer, sizeof buffer)) > 0;)
+      text.append(buffer, static_cast<std::size_t>(got));
+    return text;
+  }
+
+ private:
+  int screen_;
+  int terminal_ = -1;
+};
+
+const std::string kClear = "\r\033[K";
+
+std::string bar(unsigned filled, const std::string& percent) {
+  return kClear + "packing [" + std::string(filled, '#') + std::string(30 - filled, ' ') + "] " +
+         percent + "%";
+}
+
+TEST(Progress, ShowsHowMuchIsDone) {
+  const Terminal terminal;
+  {
+    Progress progress(terminal.descriptor(), "packing", 200);
+    EXPECT_EQ(terminal.read(), "");
+    progress.add(100);
+    EXPECT_EQ(terminal.read(), bar(15, "50"));
+    progress.add(100);
+    EXPECT_EQ(terminal.read(), bar(30, "100"));
+  }
+  EXPECT_EQ(terminal.read(), kClear);
+}
+
+TEST(Progress, DoesNotDrawMoreOftenThanAnybodySees) {
+  const Terminal terminal;
+  Progress progress(terminal.descriptor(), "packing", 1000000);
+  for (int i = 0; i < 999; ++i) progress.add(1000);
+  const std::string seen = terminal.read();
+  std::size_t bars = 0;
+  for (auto at = seen.find(kClear); at != std::string::npos; at = seen.find(kClear, at + 1)) ++bars;
+  EXPECT_GE(bars, 1U);
+  EXPECT_LE(bars, 30U);
+}
+
+TEST(Progress, OfNothingShowsNothing) {
+  const Terminal terminal;
+  { Progress(terminal.descriptor(), "packing", 0).add(0); }
+  EXPECT_EQ(terminal.read(), "");
+}
+
+TEST(Progress, IsOnlyForTerminals) {
+  const TempFolder temp;
+  const int file = ::open((temp.path() + "/file").c_str(), O_RDWR | O_CREAT, 0600);
+  ASSERT_GE(file, 0);
+  { Progress(file, "packing", 100).add(50); }
+  close(file);
+  EXPECT_EQ(readFile(temp.path() + "/file"), "");
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#include "tools/tpk/host/hostfile.h"
+
+#include "tools/tpk/host/failure.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class Descriptor {
+ public:
+  Descriptor(const std::string& path, int flags, mode_t mode)
+      : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {}
+  ~Descriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  explicit operator bool() const { return descriptor_ >= 0; }
+  int get() const { return descriptor_; }
+  bool close() {
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return ::close(descriptor) == 0;
+  }
+
+ private:
+  int descriptor_;
+};
+
+bool writeWhole(int descriptor, const std::string& contents) {
+  std::size_t done = 0;
+  while (done < contents.size()) {
+    errno = 0;
+    const ssize_t written = ::write(descriptor, contents.data() + done, contents.size() - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    done += static_cast<std::size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+void failWithErrno(const std::string& path, const std::string& what) {
+  const int reason = errno;
+  throw EnvironmentFailure(path + ": " + what + (reason ? ": " : "") +
+                           (reason ? std::strerror(reason) : ""));
+}
+
+std::string readHostFile(const std::string& path) {
+  const Descriptor file(path, O_RDONLY, 0);
+  if (!file) failWithErrno(path, "cannot be opened");
+  struct stat status;
+  // A device need not have an end.
+  if (::fstat(file.get(), &status) == 0 && (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)))
+    throw EnvironmentFailure(path + ": is a device, not a file");
+  std::string contents;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t got = ::read(file.get(), buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) failWithErrno(path, "cannot be read");
+    if (got == 0) return contents;
+    contents.append(buffer, static_cast<std::size_t>(got));
+  }
+}
+
+bool hostFileExists(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+bool isHostDirectory(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void createHostFile(const std::string& path, const std::string& contents, unsigned mode) {
+  Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL, static_cast<mode_t>(mode));
+  if (!file) failWithErrno(path, "cannot be created");
+  if (!writeWhole(file.get(), contents) || !file.close()) {
+    const int reason = errno;
+    removeHostFile(path);
+    errno = reason;
+    failWithErrno(path, "cannot be written");
+  }
+}
+
+bool makeHostDirectory(const std::string& path) {
+  if (::mkdir(path.c_str(), 0777) == 0) return true;
+  if (errno != EEXIST) failWithErrno(path, "cannot be created");
+  return false;
+}
+
+void keepPermissions(const std::string& from, const std::string& to) {
+  enum : mode_t { kPermissions = 07777 };
+  struct stat status;
+  if (::stat(from.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+    ::chmod(to.c_str(), status.st_mode & kPermissions);
+}
+
+void removeHostFile(const std::string& path) { ::unlink(path.c_str()); }
+
+void removeHostDirectory(const std::string& path) { ::rmdir(path.c_str()); }
+
+std::string temporaryFolder() {
+  const char* const set = std::getenv("TMPDIR");
+  return set && *set ? set : "/tmp";
+}
+
+int openTemporaryFile() {
+  const std::string folder = temporaryFolder();
+  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (file >= 0) return file;
+  // Not every file system has files that never had a name.
+  std::string path = folder + "/tpkXXXXXX";
+  file = ::mkostemp(path.data(), O_CLOEXEC);
+  if (file < 0) failWithErrno(folder, "a temporary file cannot be created");
+  ::unlink(path.c_str());
+  return file;
+}
+
+TemporaryFile::~TemporaryFile() { ::close(descriptor_); }

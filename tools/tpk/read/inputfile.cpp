@@ -1,0 +1,94 @@
+#include "tools/tpk/read/inputfile.h"
+
+#include "stream/packformat.h"
+#include "tools/tpk/host/failure.h"
+#include "tools/tpk/host/hostfile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Longer than its header can say: no package, and no reason to fill the disk.
+constexpr std::uint64_t kLongestFile =
+    std::uint64_t{FileHeader::kSize} + std::numeric_limits<std::uint32_t>::max();
+
+enum : std::size_t { kCopySize = 65536 };
+
+void writeAll(int to, const char* data, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = ::write(to, data, count);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) failWithErrno("temporary file", "cannot be written");
+    data += written;
+    count -= static_cast<std::size_t>(written);
+  }
+}
+
+void copyAll(int from, int to, const std::string& name) {
+  std::vector<char> buffer(kCopySize);
+  std::uint64_t total = 0;
+  for (;;) {
+    const ssize_t got = ::read(from, buffer.data(), buffer.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) failWithErrno(name, "cannot be read");
+    if (got == 0) return;
+    total += static_cast<std::uint64_t>(got);
+    if (total > kLongestFile) throw Failure(name + ": is longer than a package can be");
+    writeAll(to, buffer.data(), static_cast<std::size_t>(got));
+  }
+}
+
+struct stat statusOf(int descriptor, const std::string& name) {
+  struct stat status;
+  if (::fstat(descriptor, &status) != 0) failWithErrno(name, "cannot be read");
+  return status;
+}
+
+}  // namespace
+
+InputFile::Descriptor::~Descriptor() {
+  if (number >= 0) ::close(number);
+}
+
+InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : path) {
+  if (path == "-") {
+    descriptor_.number = openTemporaryFile();
+    copyAll(STDIN_FILENO, descriptor_.number, name_);
+  } else {
+    descriptor_.number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_.number < 0) failWithErrno(path, "cannot be opened");
+    takePipe();
+  }
+  size_ = static_cast<std::uint64_t>(statusOf(descriptor_.number, name_).st_size);
+}
+
+InputFile::~InputFile() = default;
+
+void InputFile::takePipe() {
+  const mode_t mode = statusOf(descriptor_.number, name_).st_mode;
+  if (S_ISREG(mode)) return;
+  if (S_ISDIR(mode)) throw EnvironmentFailure(name_ + ": is a folder, not a package file");
+  if (!S_ISFIFO(mode) && !S_ISSOCK(mode)) throw EnvironmentFailure(name_ + ": is not a file");
+  const Descriptor pipe(descriptor_.number);
+  descriptor_.number = -1;
+  descriptor_.number = openTemporaryFile();
+  copyAll(pipe.number, descriptor_.number, name_);
+}
+
+// A second open() of a descriptor has a position of its own, which dup() has not.
+std::string InputFile::path() const {
+  return "/proc/self/fd/" + std::to_string(descriptor_.number);
+}
+
+std::unique_ptr<std::istream> InputFile::open() const {
+  auto stream = std::make_unique<ifilestream>(path());
+  if (!stream->isOpen()) failWithErrno(name_, "cannot be opened again");
+  return stream;
+}

@@ -1,0 +1,126 @@
+#include "tools/tpk/try/snapshot.h"
+
+#include "tools/tpk/try/scratchroot.h"
+
+#include <algorithm>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// Of a record's file; package files that were kept are not read.
+enum : off_t { kLongestRecordFile = 16 << 20 };
+
+constexpr char kImage[] = "image";
+
+// Follows links as the router does, for which the scratch root is all there is.
+class RootFiles {
+ public:
+  explicit RootFiles(const ScratchRoot& root)
+      : root_(::open(root.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+  ~RootFiles() {
+    if (root_ >= 0) ::close(root_);
+  }
+  RootFiles(const RootFiles&) = delete;
+  RootFiles& operator=(const RootFiles&) = delete;
+
+  // False when there is nothing, or the path leads through something that cannot be passed.
+  bool status(const std::string& inside, struct stat& status) const {
+    struct open_how how = {};
+    how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+    how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
+    const auto file =
+        static_cast<int>(::syscall(SYS_openat2, root_, inside.c_str(), &how, sizeof how));
+    if (file < 0) return false;
+    const bool known = ::fstat(file, &status) == 0;
+    ::close(file);
+    return known;
+  }
+
+ private:
+  int root_;
+};
+
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  DIR* const opened = ::opendir(folder.c_str());
+  if (!opened) return names;
+  while (const dirent* const entry = ::readdir(opened)) {
+    if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+  }
+  ::closedir(opened);
+  return names;
+}
+
+bool isPlainFolder(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isReadable(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         status.st_size <= kLongestRecordFile;
+}
+
+bool isReadableRecord(const std::string& meta) {
+  if (!isPlainFolder(meta)) return false;
+  const std::vector<std::string> files = namesIn(meta);
+  return std::all_of(files.begin(), files.end(), [&meta](const std::string& file) {
+    return file == kImage || isReadable(meta + file);
+  });
+}
+
+FlashUse useOf(const ScratchRoot& root, const RootFiles& files, const std::string& inside) {
+  FlashUse use;
+  struct stat status;
+  if (root.isUnsized(inside)) {
+    ++use.unsized;
+  } else if (files.status(inside, status) && S_ISREG(status.st_mode)) {
+    use.bytes = static_cast<std::uint64_t>(status.st_size);
+  }
+  return use;
+}
+
+}  // namespace
+
+Snapshot::Snapshot(const ScratchRoot& root) {
+  // A folder among those that lead there could have become a link, too.
+  for (const char* const folder : {"/flash", "/flash/var", "/flash/var/pdb"}) {
+    if (!isPlainFolder(root.path(folder))) return;
+  }
+  const RootFiles files(root);
+  for (const std::string& name : namesIn(root.path(kDatabase))) {
+    auto package = std::make_unique<SnapshotPackage>();
+    package->record.name = name;
+    const std::string meta = root.path(kDatabase + name + "/");
+    package->damaged = !isReadableRecord(meta);
+    if (!package->damaged) {
+      package->record.readRecord(meta);
+      package->damaged = package->record.scheduledAction != kActionNone;
+      const std::string inside = kDatabase + name + "/";
+      for (const std::string& file : namesIn(meta))
+        package->use += useOf(root, files, inside + file);
+    }
+    for (const std::string& file : package->record.files)
+      package->use += useOf(root, files, kFlashRoot + file);
+    packages_[name] = std::move(package);
+  }
+}
+
+const SnapshotPackage* Snapshot::find(const std::string& name) const {
+  const auto found = packages_.find(name);
+  return found == packages_.end() ? nullptr : found->second.get();
+}
+
+bool Snapshot::satisfies(const PackageDep& dep) const {
+  return std::any_of(packages_.begin(), packages_.end(), [&dep](const auto& entry) {
+    return !entry.second->record.disabled && entry.second->record.satisfies(dep);
+  });
+}
