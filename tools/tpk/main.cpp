@@ -1,6 +1,6 @@
-// tpk: makes, signs and inspects packages. Exit status: tools/tpk/command/command.h.
-#include "tools/tpk/command/command.h"
+// tpk: makes, signs and inspects packages. Exit status: tools/tpk/host/exitstatus.h.
 #include "tools/tpk/command/commandline.h"
+#include "tools/tpk/host/exitstatus.h"
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/hostfile.h"
 #include "tools/tpk/host/printable.h"

@@ -1,51 +1,62 @@
-#include "tools/tpk/command/lintcommand.h"
+#include "tools/tpk/command/commands.h"
+#include "tools/tpk/command/productchoice.h"
+#include "tools/tpk/host/output.h"
+#include "tools/tpk/lint/lint.h"
 
-#include "tools/tpk/host/hostfile.h"
-#include "tools/tpk/host/pendingfile.h"
-#include "tools/tpk/show/graph.h"
-
-#include <cstdio>
+#include <cstdint>
 #include <ctime>
-#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
 
 namespace {
 
-void print(const std::string& text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
-    failWithErrno("standard output", "cannot be written");
-}
+struct Arguments {
+  std::string product;
+  std::vector<std::string> files;
+  std::optional<std::uint64_t> flash;  // bytes
+  bool strict = false;                 // warnings count
+  bool json = false;
+  bool rules = false;  // print the table of all checks, and look at no file
+};
 
-void writeFile(const std::string& path, const std::string& text) {
-  PendingFile pending(path);
-  std::ofstream file(pending.workPath(), std::ios_base::binary);
-  file << text;
-  file.close();
-  if (!file) failWithErrno(path, "cannot be written");
-  pending.commit();
-}
-
-}  // namespace
-
-ExitStatus lintCommand(const LintArguments& arguments) {
+ExitStatus lint(const Arguments& arguments) {
+  const ProductChoice product(arguments.product);
   if (arguments.rules) {
-    print(lintRuleTable());
+    printOutput(lintRuleTable());
     return kGood;
   }
   LintOptions options;
   options.flash = arguments.flash;
   options.now = static_cast<std::uint32_t>(std::time(nullptr));
   const auto findings = lintFiles(arguments.files, options);
-  print(arguments.json ? lintJson(findings) : lintText(findings));
+  printOutput(arguments.json ? lintJson(findings) : lintText(findings));
   const bool warned = countFindings(findings, Severity::kWarning) > 0;
   const bool bad = countFindings(findings, Severity::kError) > 0 || (arguments.strict && warned);
   return bad ? kBad : kGood;
 }
 
-ExitStatus graphCommand(const GraphArguments& arguments) {
-  const std::string text = packageGraph(arguments.files);
-  if (arguments.output.empty() || arguments.output == "-")
-    print(text);
-  else
-    writeFile(arguments.output, text);
-  return kGood;
+}  // namespace
+
+void addLint(CLI::App& app, Action& action) {
+  const auto arguments = std::make_shared<Arguments>();
+  CLI::App* const command =
+      app.add_subcommand("lint", "say what will not work, or will hurt, on a router");
+  addProductOption(*command, arguments->product);
+  command
+      ->add_option_function<std::uint64_t>(
+          "--flash", [arguments](std::uint64_t bytes) { arguments->flash = bytes; },
+          "bytes of flash that everything may take; 512K, 4M")
+      ->transform(CLI::AsSizeValue(false));
+  command->add_flag("--strict", arguments->strict, "warnings count as errors");
+  command->add_flag("--json", arguments->json, "print the findings as JSON");
+  command->add_flag("--rules", arguments->rules, "print the table of all checks");
+  command->add_option("FILE", arguments->files, "package files, package.toml or its folder");
+  command->callback([&action, arguments] {
+    if (arguments->files.empty() && !arguments->rules) throw CLI::RequiredError("FILE");
+    action = [arguments] { return lint(*arguments); };
+  });
 }

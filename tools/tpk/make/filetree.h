@@ -60,7 +60,7 @@ class FileTree {
  public:
   using Nodes = std::map<std::string, FileNode, PathOrder>;
 
-  // Paths are relative and clean (cleanPath()). What was there under the path goes.
+  // Paths are relative and clean (read/entrypath.h). What was there under the path goes.
   void put(const std::string& path, FileNode node) { nodes_[path] = std::move(node); }
   Nodes& nodes() { return nodes_; }
   const Nodes& nodes() const { return nodes_; }
@@ -75,13 +75,6 @@ class FileTree {
  private:
   Nodes nodes_;
 };
-
-// The path without leading, double and trailing "/" and without "."; empty for the root. Throws
-// Failure, saying what is wrong, for a path that the router refuses: with "..", a line end or NUL.
-std::string cleanPath(const std::string& path);
-
-// Either may be empty.
-std::string joinPaths(const std::string& folder, const std::string& path);
 
 // Hands the contents over piece by piece. The size of a file of the machine was taken before:
 // throws Failure when it is another one now.

@@ -2,6 +2,7 @@
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/hostfile.h"
 #include "tools/tpk/make/sources.h"
+#include "tools/tpk/read/entrypath.h"
 
 #include <cerrno>
 #include <climits>

@@ -4,6 +4,7 @@
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/text.h"
 #include "tools/tpk/make/filetree.h"
+#include "tools/tpk/read/entrypath.h"
 
 #include <algorithm>
 #include <limits>

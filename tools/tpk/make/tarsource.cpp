@@ -3,6 +3,7 @@
 #include "tools/tpk/host/hostfile.h"
 #include "tools/tpk/host/text.h"
 #include "tools/tpk/make/sources.h"
+#include "tools/tpk/read/entrypath.h"
 
 #include <memory>
 #include <unordered_map>

@@ -1,7 +1,7 @@
 #include "tools/tpk/read/archiveindex.h"
 
 #include "tools/tpk/host/failure.h"
-#include "tools/tpk/make/filetree.h"
+#include "tools/tpk/read/entrypath.h"
 #include "tools/tpk/read/inputfile.h"
 
 #include <climits>

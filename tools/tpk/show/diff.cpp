@@ -1,13 +1,10 @@
 #include "tools/tpk/show/diff.h"
 
-#include "tools/tpk/host/failure.h"
-#include "tools/tpk/host/output.h"
 #include "tools/tpk/host/printable.h"
 #include "tools/tpk/read/inputfile.h"
 #include "tools/tpk/show/packagediff.h"
 
 #include <algorithm>
-#include <iostream>
 #include <sstream>
 #include <vector>
 
@@ -112,10 +109,4 @@ bool writeDiff(std::ostream& out, const DiffOptions& options) {
   if (!FileDiff(out, before, after).compare())
     out << "only in what no reader looks at: signatures, unused fields, order or compression\n";
   return false;
-}
-
-ExitStatus diffCommand(const DiffOptions& options) {
-  const bool same = writeDiff(std::cout, options);
-  finishOutput(std::cout);
-  return same ? kGood : kBad;
 }

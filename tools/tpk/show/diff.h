@@ -1,7 +1,5 @@
-// tpk diff: what changed between two package files.
+// What changed between two package files.
 #pragma once
-
-#include "tools/tpk/command/command.h"
 
 #include <ostream>
 #include <string>
@@ -11,9 +9,6 @@ struct DiffOptions {
   std::string after;
 };
 
-// kGood when the files have the same bytes, kBad when they differ, after saying in what. Throws
-// Failure for what is no package and for a broken archive.
-ExitStatus diffCommand(const DiffOptions& options);
-
-// False when the files differ.
+// Says in what the files differ; true, and silent, when they have the same bytes. Throws Failure
+// for what is no package and for a broken archive.
 bool writeDiff(std::ostream& out, const DiffOptions& options);

@@ -42,7 +42,7 @@ class Dump {
         diagnosis_(diagnose(file, layout_)),
         out_(out, style) {}
 
-  ExitStatus run();
+  bool run();
 
  private:
   std::vector<DumpMark> marks() const;
@@ -74,7 +74,7 @@ class Dump {
   bool archivesAreGood_ = true;
 };
 
-ExitStatus Dump::run() {
+bool Dump::run() {
   out_.line(printable(file_.name()) + ": " + countText(layout_.size, "byte"));
   out_.setMarks(marks());
   dumpFileHeader();
@@ -91,7 +91,7 @@ ExitStatus Dump::run() {
                             : "verdict: broken: " + explanation(diagnosis_.findings.front()));
   if (diagnosis_.good && !archivesAreGood_)
     out_.line("but an archive is damaged: an installation may fail");
-  return diagnosis_.good && archivesAreGood_ ? kGood : kBad;
+  return diagnosis_.good && archivesAreGood_;
 }
 
 // What is wrong with the file, and with each package of a bundle.
@@ -314,6 +314,6 @@ DumpWriter::Source Dump::from(std::uint64_t offset) {
 
 }  // namespace
 
-ExitStatus dumpFile(const InputFile& file, const DumpStyle& style, std::ostream& out) {
+bool dumpFile(const InputFile& file, const DumpStyle& style, std::ostream& out) {
   return Dump(file, style, out).run();
 }

@@ -27,7 +27,8 @@ class Extraction {
   Extraction(const ExtractOptions& options, const InputFile& file, const PackedFile& contents)
       : options_(options), file_(file), contents_(contents), folder_(options.folder) {}
 
-  ExitStatus run();
+  // Whether nothing was left out.
+  bool run();
 
  private:
   void extractBundle();
@@ -47,21 +48,21 @@ class Extraction {
   void warn(const std::string& what) const;
   void problem(const std::string& what) {
     warn(what);
-    status_ = kBad;
+    complete_ = false;
   }
 
   const ExtractOptions& options_;
   const InputFile& file_;
   const PackedFile& contents_;
   TargetFolder folder_;
-  ExitStatus status_ = kGood;
+  bool complete_ = true;
 };
 
-ExitStatus Extraction::run() {
+bool Extraction::run() {
   contents_.bundle ? extractBundle() : extractPackage(*contents_.packages.front(), "");
   compareRebuilt();
   folder_.keep();
-  return status_;
+  return complete_;
 }
 
 void Extraction::extractBundle() {
@@ -159,7 +160,7 @@ void Extraction::compareRebuilt() {
   const RebuildResult result = rebuildAndCompare(options_.folder, file_, contents_);
   if (!result.problem.empty()) {
     problem(result.problem);
-  } else if (!result.difference.empty() && status_ == kGood) {
+  } else if (!result.difference.empty() && complete_) {
     warn("tpk build makes other bytes of it: " + result.difference);
   }
 }
@@ -171,7 +172,7 @@ void Extraction::warn(const std::string& what) const {
 
 }  // namespace
 
-ExitStatus extractCommand(const ExtractOptions& options) {
+bool extractFile(const ExtractOptions& options) {
   const InputFile file(options.file);
   const PackedFile contents = readPackedFile(file);
   return Extraction(options, file, contents).run();

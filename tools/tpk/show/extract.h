@@ -1,7 +1,5 @@
-// tpk extract: a package file back into a folder that tpk build makes it of.
+// A package file back into a folder that tpk build makes it of.
 #pragma once
-
-#include "tools/tpk/command/command.h"
 
 #include <string>
 
@@ -13,7 +11,7 @@ struct ExtractOptions {
 
 // Unpacks a package into package.toml, root/, oninstall and onuninstall in the folder, the members
 // of a bundle each into a folder of its name. What cannot be unpacked or described is said on
-// standard error; the rest is there, and the status is kBad. That building again will not give the
+// standard error; the rest is there, and the result is false. That building again will not give the
 // same bytes is said too, but is nothing bad. Throws Failure, and leaves nothing, for a file that
 // is no package and for a broken archive.
-ExitStatus extractCommand(const ExtractOptions& options);
+bool extractFile(const ExtractOptions& options);

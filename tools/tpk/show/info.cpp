@@ -1,20 +1,15 @@
 #include "tools/tpk/show/info.h"
 
 #include "model/version.h"
-#include "tools/tpk/host/failure.h"
-#include "tools/tpk/host/output.h"
 #include "tools/tpk/host/printable.h"
 #include "tools/tpk/read/archivesummary.h"
 #include "tools/tpk/read/deptext.h"
 #include "tools/tpk/read/entrytext.h"
 #include "tools/tpk/read/inputfile.h"
-#include "tools/tpk/read/jsontext.h"
 #include "tools/tpk/read/packreader.h"
 #include "tools/tpk/read/partnames.h"
 
-#include <cstdio>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 
 #include <zlib.h>
@@ -146,43 +141,4 @@ bool writeInfo(std::ostream& out, const InputFile& file, const PackedFile& conte
   table.description(*contents.bundle);
   table.unknownParts(contents.bundle->parts);
   return writeMembers(out, file, contents);
-}
-
-namespace {
-
-// False when it is no package, or a broken one; in JSON there is an object for it all the same.
-bool infoOf(std::ostream& out, const std::string& path, bool json) {
-  std::string name = path;
-  try {
-    const InputFile file(path);
-    name = file.name();
-    const PackedFile contents = readPackedFile(file);
-    return json ? writeInfoJson(out, file, contents) : writeInfo(out, file, contents);
-  } catch (const EnvironmentFailure&) {
-    throw;
-  } catch (const Failure& failure) {
-    std::fprintf(stderr, "tpk: %s\n", consoleText(failure.what()).c_str());
-    if (json) {
-      Json object;
-      putText(object, "file", name);
-      putText(object, "error", failure.what());
-      out << jsonText(object);
-    }
-    return false;
-  }
-}
-
-}  // namespace
-
-ExitStatus infoCommand(const InfoOptions& options) {
-  std::ostream& out = std::cout;
-  ExitStatus status = kGood;
-  if (options.json) out << "[\n";
-  for (std::size_t i = 0; i < options.files.size(); ++i) {
-    if (i > 0) out << (options.json ? ",\n" : "\n");
-    if (!infoOf(out, options.files[i], options.json)) status = kBad;
-  }
-  if (options.json) out << "\n]\n";
-  finishOutput(out);
-  return status;
 }

@@ -1,25 +1,12 @@
-// tpk info: everything that the headers of package files say.
+// What the headers of a package file say, and its archive in a few numbers.
 #pragma once
 
-#include "tools/tpk/command/command.h"
-
 #include <ostream>
-#include <string>
-#include <vector>
 
 class InputFile;
 struct PackedFile;
 
-struct InfoOptions {
-  std::vector<std::string> files;  // "-": standard input
-  bool json = false;
-};
-
-// One file after the other. What is no package is said on standard error, and in JSON in its place;
-// then, and for a broken archive, the status is kBad. Throws EnvironmentFailure.
-ExitStatus infoCommand(const InfoOptions& options);
-
 // For people. False when an archive is broken.
 bool writeInfo(std::ostream& out, const InputFile& file, const PackedFile& contents);
-// One object, over several lines. (infojson.cpp)
+// One object, over several lines; the same result. (infojson.cpp)
 bool writeInfoJson(std::ostream& out, const InputFile& file, const PackedFile& contents);

@@ -1,6 +1,5 @@
 #include "tools/tpk/show/list.h"
 
-#include "tools/tpk/host/output.h"
 #include "tools/tpk/host/printable.h"
 #include "tools/tpk/read/archivereader.h"
 #include "tools/tpk/read/entrytext.h"
@@ -11,7 +10,6 @@
 
 #include <cstdio>
 #include <functional>
-#include <iostream>
 
 namespace {
 
@@ -105,10 +103,4 @@ void writeList(std::ostream& out, const ListOptions& options) {
   const InputFile file(options.file);
   const PackedFile contents = readPackedFile(file);
   options.json ? writeJson(out, file, contents) : writeText(out, file, contents);
-}
-
-ExitStatus listCommand(const ListOptions& options) {
-  writeList(std::cout, options);
-  finishOutput(std::cout);
-  return kGood;
 }

@@ -1,7 +1,5 @@
-// tpk list: the entries of a package's file archive.
+// The entries of a package's file archive.
 #pragma once
-
-#include "tools/tpk/command/command.h"
 
 #include <ostream>
 #include <string>
@@ -11,9 +9,7 @@ struct ListOptions {
   bool json = false;
 };
 
-// Throws Failure, behind the entries before the place where an archive is broken.
-ExitStatus listCommand(const ListOptions& options);
-
 // A line for every entry, as "tar -tv" writes them; the packages of a bundle each under a line with
 // its name. JSON is written entry by entry: an archive can have more of them than memory holds.
+// Throws Failure, behind the entries before the place where an archive is broken.
 void writeList(std::ostream& out, const ListOptions& options);

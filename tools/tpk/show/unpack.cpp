@@ -6,6 +6,7 @@
 #include "tools/tpk/make/sources.h"
 #include "tools/tpk/make/tomltext.h"
 #include "tools/tpk/read/archiveindex.h"
+#include "tools/tpk/read/entrypath.h"
 #include "tools/tpk/read/entrytext.h"
 #include "tools/tpk/read/partnames.h"
 

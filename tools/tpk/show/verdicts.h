@@ -1,7 +1,7 @@
-// tpk verify: what the installer says of package files, and why.
+// What the installer says of package files, and why.
 #pragma once
 
-#include "tools/tpk/command/command.h"
+#include "tools/tpk/host/exitstatus.h"
 
 #include <string>
 #include <vector>
@@ -14,4 +14,4 @@ struct VerifyOptions {
 
 // Checks against productData() and prints the verdicts. A file that cannot be opened is reported on
 // standard error, and the others are verified all the same.
-ExitStatus verifyCommand(const VerifyOptions& options);
+ExitStatus showVerdicts(const VerifyOptions& options);

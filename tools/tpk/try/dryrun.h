@@ -1,7 +1,7 @@
-// tpk try: what the installer would do with packages on a router, shown on a copy of it.
+// What the installer would do with packages on a router, shown on a copy of it.
 #pragma once
 
-#include "tools/tpk/command/command.h"
+#include "tools/tpk/host/exitstatus.h"
 
 #include <string>
 #include <vector>
@@ -18,4 +18,4 @@ struct TryOptions {
 // Lays the backup out as a scratch root, lets the installer loose on it and prints what changed.
 // kGood when every package given would then stand in the database in the version given, enabled or
 // disabled.
-ExitStatus tryCommand(const TryOptions& options);
+ExitStatus tryPackages(const TryOptions& options);

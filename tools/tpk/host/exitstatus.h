@@ -1,4 +1,4 @@
-// What every command of tpk has in common.
+// How commands of tpk end.
 #pragma once
 
 enum ExitStatus {
