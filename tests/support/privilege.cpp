@@ -23,22 +23,9 @@ bool writeProcFile(const char* path, const std::string& text) {
 }
 
 bool enterUserNamespace() {
-  const std::string user = std::to_string(geteuid());
-  const std::string group = std::to_string(getegid());
-  if (unshare(CLONE_NEWUSER) != 0) return false;
-  // Without it the kernel does not take a map of groups from an ordinary user.
-  writeProcFile("/proc/self/setgroups", "deny");
-  return writeProcFile("/proc/self/uid_map", "0 " + user + " 1") &&
-         writeProcFile("/proc/self/gid_map", "0 " + group + " 1");
-}
-
-// Whether a child process succeeds with something that would change this one.
-template <typename Attempt>
-bool childCan(Attempt attempt) {
-  const pid_t child = fork();
-  if (child == 0) _exit(attempt() ? 0 : 1);
-  int status = 0;
-  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+  const uid_t user = geteuid();
+  const gid_t group = getegid();
+  return unshare(CLONE_NEWUSER) == 0 && mapUser(0, user, group);
 }
 
 bool tryChroot() { return chroot("/") == 0; }
@@ -48,10 +35,33 @@ bool leaveMounts() {
          mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
+// All kinds of mounts that tests make: one may be permitted and another one not.
+bool tryMounts(const std::string& folder) {
+  return leaveMounts() && mount("ram", folder.c_str(), "tmpfs", 0, "size=64k") == 0 &&
+         mount(folder.c_str(), folder.c_str(), nullptr, MS_BIND, nullptr) == 0;
+}
+
 }  // namespace
 
+bool childCan(const std::function<bool()>& attempt) {
+  const pid_t child = fork();
+  if (child == 0) _exit(attempt() ? 0 : 1);
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+bool mapUser(unsigned inside, uid_t user, gid_t group) {
+  const std::string begin = std::to_string(inside) + " ";
+  // Without it the kernel does not take a map of groups from an ordinary user.
+  return writeProcFile("/proc/self/setgroups", "deny") &&
+         writeProcFile("/proc/self/uid_map", begin + std::to_string(user) + " 1") &&
+         writeProcFile("/proc/self/gid_map", begin + std::to_string(group) + " 1");
+}
+
 bool becomeRoot() {
-  static const bool isRoot = geteuid() == 0 || enterUserNamespace();
+  // A child tries it first: half of the way there would be no user at all.
+  static const bool isRoot =
+      geteuid() == 0 || (childCan(enterUserNamespace) && enterUserNamespace());
   return isRoot;
 }
 
@@ -81,7 +91,11 @@ bool canMknod() {
 }
 
 bool canMount() {
-  static const bool can = becomeRoot() && childCan(leaveMounts);
+  static const bool can = [] {
+    if (!becomeRoot()) return false;
+    const TempFolder folder;
+    return childCan([&folder] { return tryMounts(folder.path()); });
+  }();
   return can;
 }
 

@@ -2,11 +2,21 @@
 // of its own, in which it is root.
 #pragma once
 
+#include <functional>
+
+#include <sys/types.h>
+
 constexpr char kStrace[] = "/usr/bin/strace";
+
+// Whether a child process succeeds with something that would change this one.
+bool childCan(const std::function<bool()>& attempt);
 
 // Makes the process root of a user namespace when it is not root already; only the first call does
 // anything. To be called while the process has one thread. False when the system forbids it.
 bool becomeRoot();
+
+// In a user namespace that has nobody yet: user and group, as they are outside, have this number.
+bool mapUser(unsigned inside, uid_t user, gid_t group);
 
 // All of these call becomeRoot() first.
 bool canChroot();
