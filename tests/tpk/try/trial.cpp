@@ -26,6 +26,10 @@ std::vector<std::string> sortedLines(const std::string& text) {
 
 void Trial::SetUp() {
   NEEDS_CHROOT();
+  makeRouter();
+}
+
+void Trial::makeRouter() {
   backup = router.root();
   Record system;
   system.name = "system";

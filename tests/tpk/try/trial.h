@@ -18,6 +18,8 @@ class Trial : public ::testing::Test {
   using Words = std::vector<std::string>;
 
   void SetUp() override;
+  // The part of it that needs no rights: a router with the package "system".
+  void makeRouter();
 
   // A package file to be given, and dropped on the router.
   void give(const std::string& fileName, const std::string& bytes);
