@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr char kOpenFiles[] = "/proc/self/fd";
+
 class Descriptor {
  public:
   Descriptor(const std::string& path, int flags, mode_t mode)
@@ -44,6 +46,14 @@ bool writeWhole(int descriptor, const std::string& contents) {
     done += static_cast<std::size_t>(written);
   }
   return true;
+}
+
+int openNamedTemporaryFile(std::string& path) {
+  const std::string folder = temporaryFolder();
+  path = folder + "/tpkXXXXXX";
+  const int file = ::mkostemp(path.data(), O_CLOEXEC);
+  if (file < 0) failWithErrno(folder, "a temporary file cannot be created");
+  return file;
 }
 
 }  // namespace
@@ -117,14 +127,25 @@ std::string temporaryFolder() {
 
 int openTemporaryFile() {
   const std::string folder = temporaryFolder();
-  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   if (file >= 0) return file;
   // Not every file system has files that never had a name.
-  std::string path = folder + "/tpkXXXXXX";
-  file = ::mkostemp(path.data(), O_CLOEXEC);
-  if (file < 0) failWithErrno(folder, "a temporary file cannot be created");
+  std::string path;
+  const int named = openNamedTemporaryFile(path);
   ::unlink(path.c_str());
-  return file;
+  return named;
 }
 
-TemporaryFile::~TemporaryFile() { ::close(descriptor_); }
+bool canReopenFiles() { return isHostDirectory(kOpenFiles); }
+
+std::string pathOfOpenFile(int descriptor, const std::string& name) {
+  return canReopenFiles() ? kOpenFiles + ("/" + std::to_string(descriptor)) : name;
+}
+
+TemporaryFile::TemporaryFile()
+    : descriptor_(canReopenFiles() ? openTemporaryFile() : openNamedTemporaryFile(name_)) {}
+
+TemporaryFile::~TemporaryFile() {
+  if (!name_.empty()) removeHostFile(name_);
+  ::close(descriptor_);
+}

@@ -29,18 +29,27 @@ std::string temporaryFolder();
 // A file below it without a name, open for reading and writing; the descriptor is the caller's.
 int openTemporaryFile();
 
-// The same for whom a path is needed: it leads to the file while the object lives. Whatever ends
-// the process, nothing is left.
+// Whether what is open can be opened once more, whatever became of its name: not where /proc is not
+// mounted, as in a root that only chroot(1) made.
+bool canReopenFiles();
+// The path for it; the name where it cannot be done.
+std::string pathOfOpenFile(int descriptor, const std::string& name);
+
+// A temporary file for whom a path is needed: it leads to the file while the object lives. Whatever
+// ends the process, nothing is left; but where files cannot be opened again it has a name, which a
+// signal leaves behind.
 class TemporaryFile {
  public:
-  TemporaryFile() : descriptor_(openTemporaryFile()) {}
+  TemporaryFile();
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+  int descriptor() const { return descriptor_; }
+  std::string path() const { return pathOfOpenFile(descriptor_, name_); }
 
  private:
+  std::string name_;
   int descriptor_;
 };
 

@@ -13,7 +13,7 @@ bool isManifest(const std::string& path) {
 std::unique_ptr<InputFile> openPackage(const std::string& path) {
   if (!isManifest(path)) return std::make_unique<InputFile>(path);
   const Manifest manifest = readManifest(path);
-  const TemporaryFile built;
-  buildPackage(manifest, nullptr, built.path());
-  return std::make_unique<InputFile>(built.path());
+  auto built = std::make_unique<TemporaryFile>();
+  buildPackage(manifest, nullptr, built->path());
+  return std::make_unique<InputFile>(std::move(built));
 }

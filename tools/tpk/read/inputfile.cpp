@@ -59,33 +59,51 @@ InputFile::Descriptor::~Descriptor() {
 
 InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : path) {
   if (path == "-") {
-    descriptor_.number = openTemporaryFile();
-    copyAll(STDIN_FILENO, descriptor_.number, name_);
+    copy(STDIN_FILENO);
   } else {
-    descriptor_.number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor_.number < 0) failWithErrno(path, "cannot be opened");
-    takePipe();
+    openAt(path);
+    takeWhatCannotBeReopened();
   }
-  size_ = static_cast<std::uint64_t>(statusOf(descriptor_.number, name_).st_size);
+  takeSize();
+}
+
+InputFile::InputFile(std::unique_ptr<TemporaryFile> file)
+    : name_(file->path()), temporary_(std::move(file)) {
+  openAt(name_);
+  takeSize();
 }
 
 InputFile::~InputFile() = default;
 
-void InputFile::takePipe() {
+void InputFile::openAt(const std::string& place) {
+  place_ = place;
+  descriptor_.number = ::open(place.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor_.number < 0) failWithErrno(name_, "cannot be opened");
+}
+
+void InputFile::takeWhatCannotBeReopened() {
   const mode_t mode = statusOf(descriptor_.number, name_).st_mode;
-  if (S_ISREG(mode)) return;
+  if (S_ISREG(mode) && canReopenFiles()) return;
   if (S_ISDIR(mode)) throw EnvironmentFailure(name_ + ": is a folder, not a package file");
-  if (!S_ISFIFO(mode) && !S_ISSOCK(mode)) throw EnvironmentFailure(name_ + ": is not a file");
-  const Descriptor pipe(descriptor_.number);
+  if (!S_ISREG(mode) && !S_ISFIFO(mode) && !S_ISSOCK(mode))
+    throw EnvironmentFailure(name_ + ": is not a file");
+  const Descriptor given(descriptor_.number);
   descriptor_.number = -1;
-  descriptor_.number = openTemporaryFile();
-  copyAll(pipe.number, descriptor_.number, name_);
+  copy(given.number);
+}
+
+void InputFile::copy(int from) {
+  temporary_ = std::make_unique<TemporaryFile>();
+  copyAll(from, temporary_->descriptor(), name_);
+  openAt(temporary_->path());
+}
+
+void InputFile::takeSize() {
+  size_ = static_cast<std::uint64_t>(statusOf(descriptor_.number, name_).st_size);
 }
 
 // A second open() of a descriptor has a position of its own, which dup() has not.
-std::string InputFile::path() const {
-  return "/proc/self/fd/" + std::to_string(descriptor_.number);
-}
+std::string InputFile::path() const { return pathOfOpenFile(descriptor_.number, place_); }
 
 std::unique_ptr<std::istream> InputFile::open() const {
   auto stream = std::make_unique<ifilestream>(path());

@@ -7,11 +7,16 @@
 #include <memory>
 #include <string>
 
+class TemporaryFile;
+
 class InputFile {
  public:
-  // "-" is standard input, which is first copied into a temporary file without a name, and so is
-  // what comes through a pipe. Throws EnvironmentFailure, also for what is no file at all.
+  // "-" is standard input, which is first copied into a temporary file, and so is what comes
+  // through a pipe, and everything where open files cannot be opened again. Throws
+  // EnvironmentFailure, also for what is no file at all.
   explicit InputFile(const std::string& path);
+  // What was written into it.
+  explicit InputFile(std::unique_ptr<TemporaryFile> file);
   ~InputFile();
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
@@ -36,9 +41,14 @@ class InputFile {
     int number = -1;
   };
 
-  void takePipe();
+  void openAt(const std::string& place);
+  void takeWhatCannotBeReopened();
+  void copy(int from);
+  void takeSize();
 
   std::string name_;
+  std::string place_;  // where it was opened
+  std::unique_ptr<TemporaryFile> temporary_;
   Descriptor descriptor_;
   std::uint64_t size_ = 0;
 };

@@ -11,10 +11,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/auxv.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -142,13 +143,27 @@ std::string howItEnded(int status) {
                              : "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
+std::string realPath(const char* path) {
+  char* const found = ::realpath(path, nullptr);
+  std::string result = found ? found : "";
+  std::free(found);
+  return result;
+}
+
+// This program; empty when nobody knows. Where /proc is not mounted it is what execve() was told.
+std::string ownPath() {
+  std::string path = realPath("/proc/self/exe");
+  if (!path.empty()) return path;
+  // NOLINTNEXTLINE: the kernel hands addresses over as numbers
+  const char* const told = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));
+  return told ? realPath(told) : std::string();
+}
+
 }  // namespace
 
 std::string findInstaller() {
-  std::array<char, PATH_MAX> self;
-  const ssize_t length = ::readlink("/proc/self/exe", self.data(), self.size());
-  if (length > 0) {
-    const std::string program(self.data(), static_cast<std::size_t>(length));
+  const std::string program = ownPath();
+  if (!program.empty()) {
     const std::string folder = program.substr(0, program.rfind('/'));
     for (const char* const place : kPlaces) {
       std::string candidate = folder + place;
