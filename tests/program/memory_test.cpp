@@ -34,9 +34,11 @@ class Memory : public testing::Test {
  protected:
   void SetUp() override {
     NEEDS_CHROOT();
+    // Both kinds of checks look at themselves there.
+    NEEDS_PROC();
     if (kSanitized) {
-      // The leak check looks at itself in /proc.
       NEEDS_MOUNT();
+      NEEDS_TRACING();
     } else if (kForBoard) {
       GTEST_SKIP() << "valgrind runs programs of the machine's own architecture only";
     } else if (!exists(kValgrind)) {

@@ -2,11 +2,13 @@
 
 #include "tests/support/tree.h"
 
+#include <cstdlib>
 #include <string>
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -99,6 +101,10 @@ bool canMount() {
   return can;
 }
 
+bool canBeTraced() {
+  return childCan([] { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; });
+}
+
 bool canTrace() {
   static const bool can =
       becomeRoot() && childCan([] {
@@ -106,6 +112,17 @@ bool canTrace() {
         return false;
       });
   return can;
+}
+
+bool hasProc() { return exists("/proc/self/fd"); }
+
+bool hasTerminals() {
+  const int screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  const char* const name = screen < 0 || unlockpt(screen) != 0 ? nullptr : ptsname(screen);
+  const int terminal = name ? open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+  if (terminal >= 0) close(terminal);
+  if (screen >= 0) close(screen);
+  return terminal >= 0;
 }
 
 bool separateMounts() {

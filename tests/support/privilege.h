@@ -27,8 +27,16 @@ bool canMknod();
 // Whether a child process can have mounts of its own.
 bool canMount();
 
+// Whether a process may look into another one.
+bool canBeTraced();
+
 // Whether strace is there and may do its work.
 bool canTrace();
+
+// Whether open files have paths: not in a root that only chroot made, where /proc is empty.
+bool hasProc();
+// Whether there are terminals to be had: they are mounted, too.
+bool hasTerminals();
 
 // Gives the process mounts of its own, so that what it mounts is gone when it ends; only the first
 // call does anything. False when that is forbidden.
@@ -43,3 +51,9 @@ bool separateMounts();
   if (!canMknod()) GTEST_SKIP() << "device nodes cannot be made here"
 #define NEEDS_MOUNT() \
   if (!canMount()) GTEST_SKIP() << "mounts are not permitted here"
+#define NEEDS_PROC() \
+  if (!hasProc()) GTEST_SKIP() << "/proc is not mounted here"
+#define NEEDS_TERMINALS() \
+  if (!hasTerminals()) GTEST_SKIP() << "no terminal can be opened here"
+#define NEEDS_TRACING() \
+  if (!canBeTraced()) GTEST_SKIP() << "processes may not be traced here"

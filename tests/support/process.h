@@ -47,8 +47,8 @@ class Process {
   bool waitForOutput(const std::string& text, Milliseconds limit);
   // Reads to the end of the output; kills the process when the limit comes first.
   ProcessResult wait(Milliseconds limit);
-  // Processor time taken so far, in clock ticks (sysconf(_SC_CLK_TCK) to the second).
-  long cpuTicks() const;
+  // Processor time taken so far; negative when the system does not tell.
+  std::chrono::nanoseconds processorTime() const;
 
  private:
   bool pump(std::chrono::steady_clock::time_point deadline);

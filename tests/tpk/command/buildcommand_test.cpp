@@ -1,4 +1,5 @@
 // tpk build as people and scripts call it: where the package goes, what is said, what stays behind.
+#include "tests/support/privilege.h"
 #include "tests/tpk/program.h"
 
 #include <cstdlib>
@@ -32,6 +33,16 @@ class BuildCommand : public TpkProgram {
   int shell(const std::string& line) const {
     return std::system(("cd " + temp_.path() + " && tpk=" + TPK_PROGRAM + " && " + line).c_str());
   }
+  // Every line leaves the package in the file "out".
+  void expectWritten(const std::vector<const char*>& lines) const {
+    const std::string expected = built();
+    for (const char* const line : lines) {
+      EXPECT_EQ(shell(line), 0) << line;
+      EXPECT_TRUE(readFile(path("out")) == expected) << line;
+      EXPECT_THAT(readFile(path("err")), HasSubstr(": unsigned\n"));
+      removeTree(path("out"));
+    }
+  }
 };
 
 TEST_F(BuildCommand, WritesToStandardOutput) {
@@ -44,16 +55,14 @@ TEST_F(BuildCommand, WritesToStandardOutput) {
 }
 
 TEST_F(BuildCommand, WritesToWhatTheShellOpened) {
-  const std::string expected = built();
-  for (const char* line :
-       {"$tpk build hello -o /dev/stdout >out 2>err", "$tpk build hello -o - >out 2>err",
-        "$tpk build hello -o /proc/self/fd/1 2>err | cat >out",
-        "mkfifo fifo && (cat fifo >out & $tpk build hello -o fifo 2>err; wait)"}) {
-    EXPECT_EQ(shell(line), 0) << line;
-    EXPECT_TRUE(readFile(path("out")) == expected) << line;
-    EXPECT_THAT(readFile(path("err")), HasSubstr(": unsigned\n"));
-    removeTree(path("out"));
-  }
+  expectWritten({"$tpk build hello -o - >out 2>err",
+                 "mkfifo fifo && (cat fifo >out & $tpk build hello -o fifo 2>err; wait)"});
+}
+
+TEST_F(BuildCommand, WritesToWhatTheShellOpenedByTheNameOfItsDescriptor) {
+  NEEDS_PROC();
+  expectWritten({"$tpk build hello -o /dev/stdout >out 2>err",
+                 "$tpk build hello -o /proc/self/fd/1 2>err | cat >out"});
 }
 
 TEST_F(BuildCommand, ReaderThatGoesAwayLeavesNothing) {
@@ -80,6 +89,7 @@ TEST_F(BuildCommand, ShowsNoBarToPipes) {
 }
 
 TEST_F(BuildCommand, ShowsABarOnATerminal) {
+  NEEDS_TERMINALS();
   writeFile(path("hello/root/big"), std::string(1 << 20, 'x'));
   const int screen = posix_openpt(O_RDWR | O_NOCTTY);
   ASSERT_GE(screen, 0);

@@ -1,5 +1,6 @@
 #include "tools/tpk/host/pendingfile.h"
 
+#include "tests/support/privilege.h"
 #include "tests/support/tree.h"
 #include "tests/tpk/failuretext.h"
 
@@ -125,6 +126,7 @@ TEST_F(Pending, DevicesStay) {
 }
 
 TEST_F(Pending, DescriptorsAreWrittenInto) {
+  NEEDS_PROC();
   const int out = ::open(path("kept").c_str(), O_RDWR | O_CREAT, 0600);
   ASSERT_GE(out, 0);
   struct stat before = {};

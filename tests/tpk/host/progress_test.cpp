@@ -1,5 +1,6 @@
 #include "tools/tpk/host/progress.h"
 
+#include "tests/support/privilege.h"
 #include "tests/support/tree.h"
 
 #include <chrono>
@@ -53,6 +54,7 @@ std::string bar(unsigned filled, const std::string& percent) {
 }
 
 TEST(Progress, ShowsHowMuchIsDone) {
+  NEEDS_TERMINALS();
   const Terminal terminal;
   {
     Progress progress(terminal.descriptor(), "packing", 200);
@@ -66,6 +68,7 @@ TEST(Progress, ShowsHowMuchIsDone) {
 }
 
 TEST(Progress, DoesNotDrawMoreOftenThanAnybodySees) {
+  NEEDS_TERMINALS();
   const Terminal terminal;
   Progress progress(terminal.descriptor(), "packing", 1000000);
   for (int i = 0; i < 999; ++i) progress.add(1000);
@@ -77,6 +80,7 @@ TEST(Progress, DoesNotDrawMoreOftenThanAnybodySees) {
 }
 
 TEST(Progress, OfNothingShowsNothing) {
+  NEEDS_TERMINALS();
   const Terminal terminal;
   { Progress(terminal.descriptor(), "packing", 0).add(0); }
   EXPECT_EQ(terminal.read(), "");
