@@ -6,11 +6,8 @@
 #include "repo/repo.h"
 #include "stream/ifilestream.h"
 #include "stream/outputfile.h"
-#include "stream/packformat.h"
 
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <streambuf>
 #include <string>
@@ -27,35 +24,29 @@ constexpr char kStreamImage[] = "/flash/var/pdb//image";
 constexpr char kImageName[] = "image";
 constexpr char kChangeMarker[] = "/flash/PCKGS_CHANGED";
 
-// The copy of a package that arrives as a stream. It knows when bytes are missing, because they
-// could not be written or never came: such an image is worse than none.
+// The copy of a package that arrives as a stream. One of which bytes are missing, because they
+// could not be written or never came, is worse than none.
 class ImageFile : public std::streambuf {
  public:
   ImageFile() : file_(kStreamImage) {}
 
   bool isOpen() const { return file_.good(); }
   // Closes the file. Whether the whole package is in it.
-  bool complete() {
-    return file_.close() && received_ >= std::uint64_t{header_.length()} + FileHeader::kSize;
-  }
+  bool complete() { return file_.close() && whole_; }
 
  protected:
   std::streamsize xsputn(const char* data, std::streamsize count) override {
-    noteHeader(data, count);
-    received_ += static_cast<std::uint64_t>(count);
     return file_.write(data, static_cast<std::size_t>(count)) ? count : 0;
+  }
+  // Called when the package came whole.
+  int sync() override {
+    whole_ = true;
+    return 0;
   }
 
  private:
-  // The file header comes first, and at once.
-  void noteHeader(const char* data, std::streamsize count) {
-    if (received_ == 0 && count == FileHeader::kSize)
-      std::memcpy(header_.bytes, data, sizeof header_.bytes);
-  }
-
   OutputFile file_;
-  FileHeader header_;
-  std::uint64_t received_ = 0;
+  bool whole_ = false;
 };
 
 int notSaved() {

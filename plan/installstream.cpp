@@ -23,6 +23,14 @@ bool cameToItsEnd(const ipackstream& in) {
   return in.remaining() == 0 && in.position() + PartHeader::kSize > in.totalSize();
 }
 
+// The image holds the package as it arrived, also what there was no need to look at. The length in
+// the file header is under no signature: a single package that stands installed came whole,
+// whatever is announced. How many members a bundle has, only that length tells.
+void completeImage(ipackstream& in, bool bundle, std::streambuf& image) {
+  while (in.next() != kNoPart) continue;
+  if (!bundle || cameToItsEnd(in)) image.pubsync();
+}
+
 // The installation from one stream. Scheduled actions are carried out in its course, and each of
 // them may take any package away: no pointer into the repository is kept over them unchecked.
 class StreamInstall {
@@ -227,10 +235,10 @@ int Repo::installFrom(std::istream& in, unsigned flags, std::map<std::string, bo
     pack.accept(type);
   }
   StreamInstall install(*this, pack, choices, imageDir);
-  const int result = pack.next() == kPartBundle               ? install.installBundle(flags)
+  const bool bundle = pack.next() == kPartBundle;
+  const int result = bundle                                   ? install.installBundle(flags)
                      : install.installPackage(flags, nullptr) ? kInstalled
                                                               : kNotInstalled;
-  // The image holds the package as it arrived, also what there was no need to look at.
-  while (result == kInstalled && image && pack.next() != kNoPart) continue;
+  if (result == kInstalled && image) completeImage(pack, bundle, *image);
   return result;
 }

@@ -137,8 +137,9 @@ class Repo {
   unsigned uninstallBadPackages();
 
   // Installs what a stream holds; 0 on success. choices: the disabled state that the user chose, by
-  // package name. image receives a copy of the raw stream unless null; imageDir receives the meta
-  // directory of a package that carries the image marker unless null. (plan/installstream.cpp)
+  // package name. image receives a copy of the raw stream unless null, and is flushed when that is
+  // the whole of what was installed; imageDir receives the meta directory of a package that carries
+  // the image marker unless null. (plan/installstream.cpp)
   int installFrom(std::istream& in, unsigned flags, std::map<std::string, bool>& choices,
                   std::streambuf* image, std::string* imageDir);
   // Installs what was dropped on flash; true when anything was there or changed. Does not return

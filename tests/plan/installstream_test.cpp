@@ -135,6 +135,52 @@ TEST_F(InstallFrom, CopiesABundleByteForByte) {
   EXPECT_EQ(copy.str(), file);
 }
 
+// Counts how often it is told that it is whole.
+class Copy : public std::stringbuf {
+ public:
+  unsigned flushes = 0;
+
+ protected:
+  int sync() override {
+    ++flushes;
+    return 0;
+  }
+};
+
+TEST_F(InstallFrom, FlushesTheCopyOfAnInstalledPackage) {
+  std::string file = packageFile({"app"});
+  put32(reinterpret_cast<unsigned char*>(&file[4]), 100000);
+  for (const unsigned flags : {kUpgrade, kUpgrade | kReinstall}) {
+    std::istringstream in(file);
+    Copy copy;
+    EXPECT_EQ(repo_->installFrom(in, flags, choices_, &copy, nullptr), 0);
+    EXPECT_EQ(copy.flushes, 1u);
+  }
+}
+
+TEST_F(InstallFrom, DoesNotFlushTheCopyOfAPackageThatFailed) {
+  const std::string file = packageFile({"app"});
+  std::istringstream in(file.substr(0, file.size() - 1));
+  Copy copy;
+  EXPECT_EQ(repo_->installFrom(in, kUpgrade, choices_, &copy, nullptr), 1);
+  EXPECT_EQ(copy.flushes, 0u);
+}
+
+TEST_F(InstallFrom, FlushesTheCopyOfABundleThatCameToItsEnd) {
+  const std::string file = bundleFile({"kit"}, {{"app"}});
+  // Bytes that the file header counts and that do not come.
+  for (const unsigned missing : {0u, 1u, 5u, 6u, 1000u}) {
+    SCOPED_TRACE(missing);
+    std::string announced = file;
+    put32(reinterpret_cast<unsigned char*>(&announced[4]),
+          static_cast<std::uint32_t>(file.size() - FileHeader::kSize + missing));
+    std::istringstream in(announced);
+    Copy copy;
+    EXPECT_EQ(repo_->installFrom(in, kUpgrade, choices_, &copy, nullptr), 0);
+    EXPECT_EQ(copy.flushes, missing < PartHeader::kSize ? 1u : 0u);
+  }
+}
+
 // The meta directory for an image.
 
 TEST_F(InstallFrom, NamesTheMetaDirectoryOfAPackageWithAnImage) {

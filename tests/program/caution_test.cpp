@@ -45,17 +45,28 @@ TEST_F(Caution, BundleCutShortKeepsTheMembersThatItDidNotReach) {
   EXPECT_FALSE(router.has("/flash/var/pdb/combo/image"));
 }
 
-TEST_F(Caution, StreamShorterThanItsHeaderSaysKeepsNoImage) {
-  Pack pack = simplePack("ppp");
-  pack.image = "";
-  std::string bytes = pack.file();
+TEST_F(Caution, BundleShorterThanItsHeaderSaysKeepsNoImage) {
+  std::string bytes = comboOf({simplePack("a"), simplePack("b")});
   put32(reinterpret_cast<unsigned char*>(&bytes[4]), static_cast<std::uint32_t>(bytes.size()));
   const ProcessResult result = router.run({"-"}, bytes);
   EXPECT_TRUE(result.exited(255)) << result;
   EXPECT_TRUE(endsWith(result.out, kImageNotSaved)) << result;
-  EXPECT_TRUE(router.has("/flash/var/pdb/ppp/version"));
-  EXPECT_FALSE(router.has("/flash/var/pdb/ppp/image"));
+  EXPECT_TRUE(router.has("/flash/var/pdb/a/version"));
+  EXPECT_TRUE(router.has("/flash/var/pdb/combo/version"));
+  EXPECT_FALSE(router.has("/flash/var/pdb/combo/image"));
   EXPECT_FALSE(router.has("/flash/var/pdb/image"));
+}
+
+// Too few bytes for another member, though the header counts them.
+TEST_F(Caution, BundleWithBytesBehindItKeepsItsImage) {
+  installedCombo({"a", "b", "c"});
+  const std::string whole = comboOf({simplePack("a"), simplePack("b")});
+  std::string bytes = whole + "12345";
+  put32(reinterpret_cast<unsigned char*>(&bytes[4]),
+        static_cast<std::uint32_t>(bytes.size() - FileHeader::kSize));
+  EXPECT_TRUE(router.run({"-"}, bytes).exited(0));
+  EXPECT_EQ(router.read("/flash/var/pdb/combo/image"), bytes.substr(0, whole.size()));
+  EXPECT_FALSE(router.has("/flash/var/pdb/c/version"));
 }
 
 TEST_F(Caution, ImageOfAnEqualPackageIsWhole) {

@@ -12,6 +12,14 @@ class StandardInput : public World {
     pack.image = "";
     return pack;
   }
+  // The file with another length in its header.
+  static std::string announcing(std::uint32_t length, std::string bytes) {
+    put32(reinterpret_cast<unsigned char*>(&bytes[4]), length);
+    return bytes;
+  }
+  static std::uint32_t lengthOf(const std::string& bytes) {
+    return static_cast<std::uint32_t>(bytes.size() - FileHeader::kSize);
+  }
 };
 
 TEST_F(StandardInput, PackageIsInstalled) {
@@ -101,6 +109,89 @@ TEST_F(StandardInput, LargePackageArrivesWhole) {
   EXPECT_TRUE(router.run({"-"}, bytes).exited(0));
   EXPECT_EQ(router.read("/flash/share/noise"), data);
   EXPECT_EQ(router.read("/flash/var/pdb/ppp/image"), bytes);
+}
+
+// The signature is not about the length in the file header.
+TEST_F(StandardInput, LengthInTheFileHeaderDoesNotMatter) {
+  const std::string bytes = withImage().file();
+  const std::uint32_t length = lengthOf(bytes);
+  for (const std::uint32_t announced : {0u, 6u, length - 1, length, length + 1, length + 5,
+                                        length + 6, length + 100000, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(announced);
+    Router other;
+    other.installed(systemRecord());
+    const std::string sent = announcing(announced, bytes);
+    const ProcessResult result = other.run({"-"}, sent);
+    EXPECT_TRUE(result.exited(0)) << result;
+    EXPECT_EQ(other.log(), "installed ppp-3.22\n");
+    EXPECT_EQ(other.read("/flash/share/ppp"), simpleContents("ppp"));
+    EXPECT_EQ(other.read("/flash/var/pdb/ppp/image"), sent);
+    EXPECT_FALSE(other.has(kTemporaryImage));
+  }
+}
+
+TEST_F(StandardInput, LengthInTheFileHeaderDoesNotMatterWithoutTheMarker) {
+  std::string bytes = simplePack("ppp").file();
+  bytes = announcing(lengthOf(bytes) + 10, bytes);
+  const ProcessResult result = router.run({"-"}, bytes);
+  EXPECT_TRUE(result.exited(0)) << result;
+  EXPECT_EQ(router.read("/image"), bytes);
+}
+
+TEST_F(StandardInput, LengthInTheFileHeaderDoesNotMatterForAnEqualPackage) {
+  std::string bytes = withImage().file();
+  ASSERT_TRUE(router.run({"-"}, bytes).exited(0));
+  ASSERT_EQ(unlink(router.path("/flash/var/pdb/ppp/image").c_str()), 0);
+  bytes = announcing(lengthOf(bytes) + 10, bytes);
+  EXPECT_TRUE(router.run({"--reinstall", "-"}, bytes).exited(0));
+  EXPECT_EQ(router.read("/flash/var/pdb/ppp/image"), bytes);
+}
+
+// They are no part, whether the file header counts them or not, and do not get into the image.
+TEST_F(StandardInput, TooFewBytesForAPartBehindTheLastOneDoNotMatter) {
+  const std::string bytes = withImage().file();
+  for (const std::size_t more : {1u, 2u, 3u, 4u, 5u}) {
+    for (const bool counted : {false, true}) {
+      SCOPED_TRACE(std::to_string(more) + (counted ? ", counted" : ""));
+      Router other;
+      other.installed(systemRecord());
+      std::string sent = bytes + std::string("\x09\0\x44\0\0", 5).substr(0, more);
+      if (counted) sent = announcing(lengthOf(sent), sent);
+      const ProcessResult result = other.run({"-"}, sent);
+      EXPECT_TRUE(result.exited(0)) << result;
+      EXPECT_EQ(other.log(), "installed ppp-3.22\n");
+      EXPECT_EQ(other.read("/flash/var/pdb/ppp/image"), sent.substr(0, bytes.size()));
+      EXPECT_FALSE(other.has(kTemporaryImage));
+    }
+  }
+}
+
+// All that the signature is about came.
+TEST_F(StandardInput, PartCutShortBehindTheSignatureDoesNotMatter) {
+  PackBuilder builder;
+  builder.header("ppp", k3_22, 1).part(kPartArchitecture, "mipsel").image();
+  builder.archive(ArchiveBuilder().regular("a", "b")).sign().part(97, "unknown");
+  std::string bytes = builder.finish();
+  bytes.resize(bytes.size() - 3);
+  EXPECT_TRUE(router.run({"-"}, bytes).exited(0));
+  EXPECT_EQ(router.read("/flash/var/pdb/ppp/image"), bytes);
+}
+
+// The flash fills up while the copy is written: the package itself is small.
+TEST_F(StandardInput, ImageThatCannotBeWrittenIsAnError) {
+  if (!canTrace()) GTEST_SKIP() << "strace is not there, or not permitted";
+  Pack pack = withImage();
+  pack.image = noise(10000);
+  const std::string bytes = pack.file();
+  const ProcessResult result =
+      router.runWith({kStrace, "-o", "/dev/null", "-P", router.path(kTemporaryImage), "-e",
+                      "trace=write", "-e", "inject=write:error=ENOSPC:when=2"},
+                     {"-"}, bytes);
+  EXPECT_TRUE(result.exited(255)) << result;
+  EXPECT_EQ(router.log(), "installed ppp-3.22\n");
+  EXPECT_NE(result.out.find("\nERROR: could not save package image\n"), std::string::npos);
+  EXPECT_FALSE(router.has("/flash/var/pdb/ppp/image"));
+  EXPECT_FALSE(router.has(kTemporaryImage));
 }
 
 TEST_F(StandardInput, QuietModeSaysNothing) {
