@@ -2,7 +2,6 @@
 // carriage returns, and messages scroll above it.
 #include "repo/console.h"
 
-#include "package/package.h"
 #include "repo/repo.h"
 #include "stream/ipackstream.h"
 #include "stream/text.h"
@@ -17,10 +16,6 @@ namespace {
 
 constexpr char kHideCursor[] = "\033[?25l";
 constexpr char kShowCursor[] = "\033[?25h";
-
-// By ScheduledAction.
-constexpr const char* kDoing[] = {"", "uninstalling", "enabling", "disabling"};
-constexpr const char* kDone[] = {"", "uninstalled", "enabled", "disabled"};
 
 constexpr int kBlankWidth = 79;     // of what a message blanks before it is written
 constexpr int kProgressWidth = 74;  // of label and bar, without what stands around the bar
@@ -93,17 +88,4 @@ void Repo::error(const char* format, ...) {
   va_start(arguments, format);
   report("ERROR: ", format, arguments);
   va_end(arguments);
-}
-
-void Repo::enableAndReport(const std::vector<Package*>& list, bool verbose) {
-  for (Package* package : list) change(package, kActionEnable, verbose);
-}
-
-void Repo::change(Package* package, std::uint32_t action, bool verbose) {
-  const std::string fullName = package->getFullName();
-  if (verbose) setStatus(formatted("%s %s...", kDoing[action], fullName.c_str()));
-  if (action == kActionUninstall) package->uninstall();
-  if (action == kActionEnable) package->enable();
-  if (action == kActionDisable) package->disable();
-  if (verbose) log("%s %s", kDone[action], fullName.c_str());
 }

@@ -3,6 +3,7 @@
 //   repo/repo.cpp           loading, lookups
 //   repo/console.cpp        status, progress, reports
 //   repo/log.cpp            the run log
+//   repo/changes.cpp        state changes that are reported
 //   repo/listing.cpp        the listing
 //   repo/ownership.cpp      file owners
 //   repo/verifyfile.cpp     verification of a file
@@ -91,8 +92,6 @@ class Repo {
   void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void warn(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void error(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  // Enables each package, with a status and a log line when verbose.
-  void enableAndReport(const std::vector<Package*>& list, bool verbose);
 
   // Run log (repo/log.cpp).
 
@@ -112,6 +111,9 @@ class Repo {
   // The name of the first package that lists the path; empty when none does.
   std::string getFileOwner(const std::string& path) const;
   bool isFileUsed(const std::string& path) const;
+
+  // Enables each package, with a status and a log line when verbose. (repo/changes.cpp)
+  void enableAndReport(const std::vector<Package*>& list, bool verbose);
 
   // Whether every package of the file is genuine; says so, with name for the file
   // (repo/verifyfile.cpp).
@@ -153,7 +155,7 @@ class Repo {
 
   void report(const char* prefix, const char* format, va_list arguments)
       __attribute__((format(printf, 3, 0)));
-  // Carries out the action, with a status and a log line when verbose. (repo/console.cpp)
+  // Carries out the action, with a status and a log line when verbose. (repo/changes.cpp)
   void change(Package* package, std::uint32_t action, bool verbose);
 
   std::vector<Package*> packages;  // in database order; owned, never freed at the end of the run
