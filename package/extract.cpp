@@ -1,6 +1,7 @@
 #include "package/files.h"
 #include "package/package.h"
-#include "repo/repo.h"
+#include "repo/console.h"
+#include "repo/fileowners.h"
 #include "stream/icstream.h"
 #include "stream/ipackstream.h"
 #include "stream/outputfile.h"
@@ -181,9 +182,8 @@ Extraction::Existing Extraction::existing() const {
 // Of the path as the entry has it, or of the one that it comes to by way of links and empty
 // components.
 std::string Extraction::owner() const {
-  Repo* const repo = Repo::getRepo();
-  const std::string name = repo->getFileOwner(logical_);
-  return name.empty() ? repo->getFileOwner(guard_.resolved()) : name;
+  const std::string name = fileOwner(logical_);
+  return name.empty() ? fileOwner(guard_.resolved()) : name;
 }
 
 // False when what stands there stays.
@@ -192,13 +192,13 @@ bool Extraction::makeRoom() {
   if (found == Existing::kNothing) return true;
   if (found == Existing::kDirectory && header_.type() == ArchiveHeader::kDirectory) return false;
   if (!force_) {
-    Repo* const repo = Repo::getRepo();
+    Reporter* const reporter = Reporter::getReporter();
     const std::string name = owner();
     if (!name.empty()) {
-      repo->warn("file %s collides with %s package", logical_.c_str(), name.c_str());
+      reporter->warn("file %s collides with %s package", logical_.c_str(), name.c_str());
       return false;
     }
-    repo->warn("ghost file %s", logical_.c_str());
+    reporter->warn("ghost file %s", logical_.c_str());
   }
   unlink(real_.c_str());
   guard_.forget();

@@ -1,6 +1,6 @@
 #include "package/metafiles.h"
 #include "package/package.h"
-#include "repo/repo.h"
+#include "repo/console.h"
 #include "stream/icstream.h"
 #include "stream/ipackstream.h"
 #include "stream/text.h"
@@ -15,26 +15,28 @@
 void Package::showInstallProgress(ipackstream& in) const {
   // Two spaces before the mark: the line is what it is on consoles that scripts watch.
   const char* const mark = disabled && bundle.name.empty() ? " (disabled) " : "";
-  Repo::getRepo()->showProgress(in, formatted("installing %s%s", mark, getContainerName().c_str()));
+  Reporter::getReporter()->showProgress(
+      in, formatted("installing %s%s", mark, getContainerName().c_str()));
 }
 
 void Package::reportInstallError(const char* what) const {
   const int reason = errno;
-  Repo* const repo = Repo::getRepo();
+  Reporter* const reporter = Reporter::getReporter();
   const std::string package = getContainerName();
   if (reason == ENOSPC) {
-    repo->error("installation of %s failed: disk is too small", package.c_str());
+    reporter->error("installation of %s failed: disk is too small", package.c_str());
   } else if (reason == EIO) {
-    repo->error("installation of %s failed: disk error", package.c_str());
+    reporter->error("installation of %s failed: disk error", package.c_str());
   } else {
-    repo->error("installation of %s failed: could not create %s: %s", package.c_str(), what,
-                std::strerror(reason));
+    reporter->error("installation of %s failed: could not create %s: %s", package.c_str(), what,
+                    std::strerror(reason));
   }
   errno = reason;
 }
 
 void Package::reportBrokenPackage() const {
-  Repo::getRepo()->error("installation of %s failed: broken package", getContainerName().c_str());
+  Reporter::getReporter()->error("installation of %s failed: broken package",
+                                 getContainerName().c_str());
 }
 
 bool Package::install(ipackstream& in, bool relative) {
@@ -51,9 +53,9 @@ bool Package::install(ipackstream& in, bool relative) {
   // A script that fails leaves the package installed: it has said so.
   if (!disabled) runScript(kInstallScript);
   if (!bundle.name.empty()) return true;
-  Repo* const repo = Repo::getRepo();
-  repo->setStatus(std::string());
-  repo->log("installed %s%s", disabled ? "(disabled) " : "", getFullName().c_str());
+  Reporter* const reporter = Reporter::getReporter();
+  reporter->setStatus(std::string());
+  reporter->log("installed %s%s", disabled ? "(disabled) " : "", getFullName().c_str());
   return true;
 }
 

@@ -1,5 +1,5 @@
 #include "package/package.h"
-#include "repo/repo.h"
+#include "repo/console.h"
 #include "stream/ipackstream.h"
 #include "stream/outputfile.h"
 #include "stream/readbytes.h"
@@ -110,6 +110,6 @@ bool Package::runScript(const char* scriptName) const {
   if (stat(getMetaFile(false, scriptName).c_str(), &info) != 0) return true;
   if (runOnFlash(formatted("/var/pdb/%s/%s >/dev/null 2>&1", name.c_str(), scriptName)))
     return true;
-  Repo::getRepo()->warn("package %s %s script failed", getFullName().c_str(), scriptName);
+  Reporter::getReporter()->warn("package %s %s script failed", getFullName().c_str(), scriptName);
   return false;
 }

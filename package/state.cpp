@@ -1,7 +1,8 @@
 #include "package/files.h"
 #include "package/metafiles.h"
 #include "package/package.h"
-#include "repo/repo.h"
+#include "repo/console.h"
+#include "repo/fileowners.h"
 #include "stream/text.h"
 
 #include <cerrno>
@@ -35,7 +36,7 @@ void keepFile(const std::string& path) {
   char name[32];
   nameKeptFile(name);
   if (link(path.c_str(), name) != 0) {
-    Repo::getRepo()->warn("link failed: %s", std::strerror(errno));
+    Reporter::getReporter()->warn("link failed: %s", std::strerror(errno));
   }
 }
 
@@ -66,13 +67,12 @@ void Package::uninstall() {
 
 void Package::removeFiles() {
   PathGuard guard(kFlashRoot);
-  Repo* const repo = Repo::getRepo();
   for (const std::string& logical : files) {
     const std::string real = formatted("%s/%s", kFlashRoot, logical.c_str());
     // The list may have been written by somebody else: what lies outside the flash is not the
     // package's.
     if (!guard.stays(real)) continue;
-    if (repo->isFileUsed(real)) keepFile(real);
+    if (fileIsUsed(real)) keepFile(real);
     unlink(real.c_str());
   }
   files.clear();

@@ -1,8 +1,5 @@
-// The console is a serial line: what happens now stands in its last line, drawn over in place with
-// carriage returns, and messages scroll above it.
 #include "repo/console.h"
 
-#include "repo/repo.h"
 #include "stream/ipackstream.h"
 #include "stream/text.h"
 
@@ -43,7 +40,7 @@ void print(const char* text) {
   std::cout.write(text, static_cast<std::streamsize>(std::strlen(text))).flush();
 }
 
-void Repo::setStatus(const std::string& text) {
+void Reporter::setStatus(const std::string& text) {
   if (quiet || text == status) return;
   const int rest = static_cast<int>(status.size()) - static_cast<int>(text.size());
   print(formatted("%s\r%s%*s\r%s", kHideCursor, text.c_str(), std::max(rest, 0), "", kShowCursor)
@@ -51,13 +48,13 @@ void Repo::setStatus(const std::string& text) {
   status = text;
 }
 
-void Repo::showProgress(const ipackstream& in, const std::string& label) {
+void Reporter::showProgress(const ipackstream& in, const std::string& label) {
   const int width = std::max(kProgressWidth - static_cast<int>(label.size()), 0);
   const int filled = filledWidth(in.position(), in.totalSize(), static_cast<unsigned>(width));
   setStatus(formatted("%s [%.*s%*s]", label.c_str(), filled, kFullBar, width - filled, ""));
 }
 
-void Repo::report(const char* prefix, const char* format, va_list arguments) {
+void Reporter::report(const char* prefix, const char* format, va_list arguments) {
   if (quiet) return;
   char text[kMessageSize];
   if (std::vsnprintf(text, sizeof text, format, arguments) < 0) text[0] = '\0';
@@ -67,7 +64,7 @@ void Repo::report(const char* prefix, const char* format, va_list arguments) {
   logLines.push_back(message);
 }
 
-void Repo::log(const char* format, ...) {
+void Reporter::log(const char* format, ...) {
   setStatus(std::string());
   va_list arguments;
   va_start(arguments, format);
@@ -75,14 +72,14 @@ void Repo::log(const char* format, ...) {
   va_end(arguments);
 }
 
-void Repo::warn(const char* format, ...) {
+void Reporter::warn(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
   report("WARNING: ", format, arguments);
   va_end(arguments);
 }
 
-void Repo::error(const char* format, ...) {
+void Reporter::error(const char* format, ...) {
   setStatus(std::string());
   va_list arguments;
   va_start(arguments, format);

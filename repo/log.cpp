@@ -1,4 +1,4 @@
-#include "repo/repo.h"
+#include "repo/console.h"
 #include "stream/ifilestream.h"
 #include "stream/outputfile.h"
 
@@ -12,7 +12,7 @@ enum : std::size_t { kReservedSize = 4096 };
 
 }  // namespace
 
-void Repo::writeLog() {
+void Reporter::writeLog() {
   if (!postlogLoaded && logLines.empty()) return;
   OutputFile file(kRunLog, postlogLoaded ? OutputFile::kTruncate : OutputFile::kAppend);
   if (!file.good()) return;
@@ -25,7 +25,7 @@ void Repo::writeLog() {
   file.close();
 }
 
-void Repo::takeOverLog() {
+void Reporter::takeOverLog() {
   {
     ifilestream file(kRunLog);
     std::string line;

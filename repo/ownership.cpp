@@ -1,4 +1,5 @@
 #include "package/package.h"
+#include "repo/fileowners.h"
 #include "repo/repo.h"
 #include "stream/text.h"
 
@@ -20,7 +21,7 @@ void collectEntry(std::string& path) {
   if (lstat(path.c_str(), &info) != 0) return;
   if (S_ISDIR(info.st_mode)) {
     gcFilesIn(&path[0]);
-  } else if (Repo::getRepo()->getFileOwner(path).empty()) {
+  } else if (fileOwner(path).empty()) {
     unlink(path.c_str());
   }
 }
@@ -35,6 +36,10 @@ std::string Repo::getFileOwner(const std::string& path) const {
 }
 
 bool Repo::isFileUsed(const std::string& path) const { return usedFiles.count(path) != 0; }
+
+std::string fileOwner(const std::string& path) { return Repo::getRepo()->getFileOwner(path); }
+
+bool fileIsUsed(const std::string& path) { return Repo::getRepo()->isFileUsed(path); }
 
 void gcFilesIn(char* directory) {
   DIR* const opened = opendir(directory);

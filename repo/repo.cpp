@@ -11,6 +11,8 @@ Repo* Repo::getRepo() {
   return repo;
 }
 
+Reporter* Reporter::getReporter() { return Repo::getRepo(); }
+
 void Repo::init(bool quietConsole) {
   quiet = quietConsole;
   DIR* directory = opendir(kDatabase);

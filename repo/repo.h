@@ -1,8 +1,7 @@
 // The package database of a run and everything that is done with it as a whole. One object, reached
 // through getRepo(); its operations live in the files of three subsystems:
 //   repo/repo.cpp           loading, lookups
-//   repo/console.cpp        status, progress, reports
-//   repo/log.cpp            the run log
+//   repo/console.h          status, progress, messages, the run log: a Repo is the run's Reporter
 //   repo/changes.cpp        state changes that are reported
 //   repo/listing.cpp        the listing
 //   repo/ownership.cpp      file owners
@@ -15,11 +14,10 @@
 #pragma once
 
 #include "model/packageinfo.h"
+#include "repo/console.h"
 
-#include <cstdarg>
 #include <cstdint>
 #include <istream>
-#include <list>
 #include <map>
 #include <set>
 #include <streambuf>
@@ -28,7 +26,6 @@
 
 class Package;
 class PackageFile;
-class ipackstream;
 
 // What a caller allows an installation to do, and what it wants to hear.
 enum InstallFlags : unsigned {
@@ -50,7 +47,7 @@ enum CheckResult : unsigned {
   kConflict = 16,
 };
 
-class Repo {
+class Repo : public Reporter {
  public:
   // The single object; made by the first call, never destroyed.
   static Repo* getRepo();
@@ -79,27 +76,6 @@ class Repo {
   // Appends the packages that satisfy dep by name or provides list.
   void collectSatisfying(const PackageDep& dep, std::vector<Package*>& list,
                          bool includeDisabled) const;
-
-  // Console (repo/console.cpp). The status line is the last line of the console, drawn over in
-  // place.
-
-  void setStatus(const std::string& text);
-  // Label and bar for how far the stream has been read.
-  void showProgress(const ipackstream& in, const std::string& label);
-  // One console line and one line of the run log each, unless quiet. The formatted text is cut at
-  // 255 characters. log() and error() clear the status line; a warning leaves it standing below
-  // itself.
-  void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  void warn(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  void error(const char* format, ...) __attribute__((format(printf, 2, 3)));
-
-  // Run log (repo/log.cpp).
-
-  // Saves the messages of this run, when there is anything to save.
-  void writeLog();
-  // Takes the old log's lines over behind the messages so far, and reserves room for the new one on
-  // flash.
-  void takeOverLog();
 
   // Listing (repo/listing.cpp), to standard output.
 
@@ -153,18 +129,12 @@ class Repo {
 
   Repo() = default;
 
-  void report(const char* prefix, const char* format, va_list arguments)
-      __attribute__((format(printf, 3, 0)));
   // Carries out the action, with a status and a log line when verbose. (repo/changes.cpp)
   void change(Package* package, std::uint32_t action, bool verbose);
 
   std::vector<Package*> packages;  // in database order; owned, never freed at the end of the run
   std::set<std::string>
-      usedFiles;       // paths of files in use; stays empty until something gathers them
-  std::string status;  // what the status line shows
-  std::list<std::string> logLines;  // messages of this run and lines taken over
-  bool quiet = false;
-  bool postlogLoaded = false;  // the old log was taken over: writeLog() writes the file anew
+      usedFiles;  // paths of files in use; stays empty until something gathers them
 };
 
 // Deletes every file below the directory (a logical path) that no package lists; directories stay.
