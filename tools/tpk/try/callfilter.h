@@ -5,5 +5,5 @@
 // that they were, as only the machine's own root may make them. The same goes for flushing file
 // systems, which would be all of the machine's. Without forks every attempt to start
 // a process fails, and so does every package script. False, with errno, when the kernel does not
-// take it or nobody knows this kind of machine.
+// take it.
 [[nodiscard]] bool filterSystemCalls(bool allowForks);
