@@ -1,5 +1,6 @@
 #include "tools/tpk/show/linediff.h"
 
+#include <chrono>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -58,6 +59,27 @@ TEST(LineDiff, VeryLongTextsAreComparedFromTheirEnds) {
   EXPECT_EQ(lines[0], "@@ -1,3002 +1,3002 @@");
   EXPECT_EQ(lines[2], "-a0");
   EXPECT_EQ(lines.back(), " end");
+}
+
+TEST(LineDiff, FewChangesInLongTextsAreFewLines) {
+  std::string text;
+  for (int i = 0; i < 5000; ++i) text += std::to_string(i) + "\n";
+  EXPECT_EQ(diff("first\n" + text, text + "last\n"),
+            (Lines{"@@ -1,4 +1,3 @@", "-first", " 0", " 1", " 2", "@@ -4999,3 +4998,4 @@", " 4997",
+                   " 4998", " 4999", "+last"}));
+}
+
+// Every line of the one is like half of the other's, and none is where it is there.
+TEST(LineDiff, HostileTextsTakeNoTime) {
+  std::string before;
+  std::string after;
+  for (unsigned i = 0; i < 100000; ++i) {
+    before += i % 2 == 0 ? "a\n" : "b\n";
+    after += i * i % 7 < 3 ? "a\n" : "b\n";
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_GT(diff(before, after).size(), 100000U);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
 }  // namespace

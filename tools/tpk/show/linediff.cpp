@@ -1,88 +1,59 @@
 #include "tools/tpk/show/linediff.h"
 
 #include <algorithm>
-#include <cstdint>
+
+#include <dtl/dtl.hpp>
 
 namespace {
 
 using Lines = std::vector<std::string>;
+using Place = Lines::const_iterator;
+using Line = const std::string*;
 
-enum : std::size_t { kContext = 3, kMostCells = 4 * 1024 * 1024 };
+enum : std::size_t { kContext = 3 };
 
 // A line of one text or of both.
 struct Edit {
   char sign;
-  const std::string* line;
+  Line line;
 };
 
-// The middle of the two texts: from first on, without what is the same at both ends.
-class Comparison {
+class SameText : public dtl::Compare<Line> {
  public:
-  Comparison(const Lines& before, const Lines& after) : before_(before), after_(after) {}
-
-  std::vector<Edit> edits();
-
- private:
-  void compareMiddle(std::size_t beforeEnd, std::size_t afterEnd);
-  void walk(const std::vector<std::uint32_t>& common, std::size_t rows, std::size_t columns);
-  void take(char sign, const std::string& line) { edits_.push_back({sign, &line}); }
-
-  const Lines& before_;
-  const Lines& after_;
-  std::size_t first_ = 0;
-  std::vector<Edit> edits_;
+  bool impl(const Line& a, const Line& b) const override { return *a == *b; }
 };
 
-std::vector<Edit> Comparison::edits() {
-  const std::size_t shorter = std::min(before_.size(), after_.size());
-  while (first_ < shorter && before_[first_] == after_[first_]) take(' ', before_[first_++]);
-  std::size_t same = 0;
-  while (same < shorter - first_ &&
-         before_[before_.size() - 1 - same] == after_[after_.size() - 1 - same])
-    ++same;
-  compareMiddle(before_.size() - same, after_.size() - same);
-  for (std::size_t i = before_.size() - same; i < before_.size(); ++i) take(' ', before_[i]);
-  return edits_;
+std::vector<Line> pointersTo(Place begin, Place end) {
+  std::vector<Line> pointers;
+  for (; begin != end; ++begin) pointers.push_back(&*begin);
+  return pointers;
 }
 
-void Comparison::compareMiddle(std::size_t beforeEnd, std::size_t afterEnd) {
-  const std::size_t rows = beforeEnd - first_;
-  const std::size_t columns = afterEnd - first_;
-  if (rows > 0 && columns > kMostCells / rows) {
-    for (std::size_t i = 0; i < rows; ++i) take('-', before_[first_ + i]);
-    for (std::size_t i = 0; i < columns; ++i) take('+', after_[first_ + i]);
-    return;
-  }
-  // The length of the longest common subsequence of what follows each pair of places.
-  const std::size_t width = columns + 1;
-  std::vector<std::uint32_t> common((rows + 1) * width, 0);
-  for (std::size_t i = rows; i-- > 0;) {
-    for (std::size_t j = columns; j-- > 0;) {
-      const bool same = before_[first_ + i] == after_[first_ + j];
-      common[i * width + j] =
-          same ? common[(i + 1) * width + j + 1] + 1
-               : std::max(common[(i + 1) * width + j], common[i * width + j + 1]);
-    }
-  }
-  walk(common, rows, columns);
-}
+// In each change, what went stands before what came.
+std::vector<Edit> editsBetween(const Lines& before, const Lines& after) {
+  using Backwards = Lines::const_reverse_iterator;
+  const auto head = std::mismatch(before.begin(), before.end(), after.begin(), after.end());
+  const auto tail =
+      std::mismatch(before.rbegin(), Backwards(head.first), after.rbegin(), Backwards(head.second));
+  dtl::Diff<Line, std::vector<Line>, SameText> middle(pointersTo(head.first, tail.first.base()),
+                                                      pointersTo(head.second, tail.second.base()));
+  // When two million steps were not enough, the rest counts as replaced: of long texts that have
+  // little in common the shortest difference would take minutes.
+  middle.onUnserious();
+  middle.compose();
 
-void Comparison::walk(const std::vector<std::uint32_t>& common, std::size_t rows,
-                      std::size_t columns) {
-  const std::size_t width = columns + 1;
-  std::size_t i = 0;
-  std::size_t j = 0;
-  while (i < rows || j < columns) {
-    if (i < rows && j < columns && before_[first_ + i] == after_[first_ + j]) {
-      take(' ', before_[first_ + i++]);
-      ++j;
-    } else if (j == columns ||
-               (i < rows && common[(i + 1) * width + j] >= common[i * width + j + 1])) {
-      take('-', before_[first_ + i++]);
-    } else {
-      take('+', after_[first_ + j++]);
-    }
-  }
+  std::vector<Edit> edits;
+  std::vector<Edit> added;  // in the change that is being looked at
+  const auto take = [&](int type, Line line) {
+    if (type == dtl::SES_COMMON) edits.insert(edits.end(), added.begin(), added.end());
+    if (type == dtl::SES_COMMON) added.clear();
+    (type == dtl::SES_ADD ? added : edits).push_back({"- +"[type - dtl::SES_DELETE], line});
+  };
+  for (const Line line : pointersTo(before.begin(), head.first)) take(dtl::SES_COMMON, line);
+  for (const auto& [line, info] : middle.getSes().getSequence()) take(info.type, line);
+  for (const Line line : pointersTo(tail.first.base(), before.end())) take(dtl::SES_COMMON, line);
+  edits.insert(edits.end(), added.begin(), added.end());
+  return edits;
 }
 
 std::string rangeText(std::size_t line, std::size_t count) {
@@ -103,7 +74,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 }
 
 std::vector<std::string> unifiedDiff(const Lines& before, const Lines& after) {
-  const std::vector<Edit> edits = Comparison(before, after).edits();
+  const std::vector<Edit> edits = editsBetween(before, after);
   const auto isChange = [](const Edit& edit) { return edit.sign != ' '; };
   Lines out;
   std::size_t lineBefore = 0;
