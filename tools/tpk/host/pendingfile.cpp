@@ -4,9 +4,9 @@
 #include "tools/tpk/host/hostfile.h"
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -40,21 +40,17 @@ std::string nameOf(const std::string& path) {
 
 // What the link at the path says, as a path of the process; empty when there is no link.
 std::string linkedPath(const std::string& path) {
-  char target[PATH_MAX];
-  const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
-  if (length <= 0 || length == static_cast<ssize_t>(sizeof target)) return "";
-  const std::string text(target, static_cast<std::size_t>(length));
-  return text[0] == '/' ? text : folderOf(path) + "/" + text;
+  std::error_code none;
+  const std::string target = std::filesystem::read_symlink(path, none);
+  return target.empty() || target[0] == '/' ? target : folderOf(path) + "/" + target;
 }
 
 // A descriptor that the process inherited is no place for another file, even if it is one: who
 // opened it waits for the bytes there.
 bool isDescriptor(const std::string& path) {
   if (begins(path, kDescriptors)) return true;
-  char* const folder = ::realpath(folderOf(path).c_str(), nullptr);
-  const bool found = folder && begins(folder, kProcesses);
-  std::free(folder);
-  return found;
+  std::error_code none;
+  return begins(std::filesystem::canonical(folderOf(path), none), kProcesses);
 }
 
 void writeTo(int descriptor, const char* data, std::size_t count, const std::string& name) {

@@ -5,37 +5,35 @@
 #include "tools/tpk/read/entrypath.h"
 
 #include <cerrno>
-#include <climits>
+#include <filesystem>
 #include <limits>
-#include <memory>
 #include <utility>
 
-#include <dirent.h>
 #include <sys/stat.h>
-#include <unistd.h>
+
+namespace fs = std::filesystem;
 
 namespace {
 
+[[noreturn]] void failToRead(const std::string& path, const std::error_code& error) {
+  errno = error.value();
+  failWithErrno(path, "cannot be read");
+}
+
 std::vector<std::string> namesIn(const std::string& folder) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(folder.c_str()), ::closedir);
-  if (!stream) failWithErrno(folder, "cannot be opened");
   std::vector<std::string> names;
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = ::readdir(stream.get());
-    if (!entry) break;
-    const std::string name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(name);
-  }
-  if (errno != 0) failWithErrno(folder, "cannot be read");
+  std::error_code error;
+  for (fs::directory_iterator at(folder, error); !error && at != end(at); at.increment(error))
+    names.push_back(at->path().filename());
+  if (error) failToRead(folder, error);
   return names;
 }
 
 std::string linkTarget(const std::string& path) {
-  char target[PATH_MAX];
-  const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
-  if (length < 0) failWithErrno(path, "cannot be read");
-  return std::string(target, static_cast<std::size_t>(length));
+  std::error_code error;
+  std::string target = fs::read_symlink(path, error);
+  if (error) failToRead(path, error);
+  return target;
 }
 
 std::uint32_t deviceNumber(const std::string& path, dev_t number) {

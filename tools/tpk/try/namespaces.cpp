@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <csignal>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <linux/capability.h>
@@ -58,11 +58,10 @@ bool bindFolder(const std::string& from, const std::string& to, bool writable) {
 }
 
 bool copyLink(const char* from, const std::string& to) {
-  char target[PATH_MAX];
-  const ssize_t length = ::readlink(from, target, sizeof target - 1);
-  if (length < 0) return false;
-  target[length] = '\0';
-  return ::symlink(target, to.c_str()) == 0;
+  std::error_code error;
+  std::filesystem::copy_symlink(from, to, error);
+  errno = error.value();
+  return !error;
 }
 
 bool bindLibraries(const std::string& root) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,20 +17,6 @@
 namespace {
 
 enum : mode_t { kFolderMode = 0755, kPlaceholderMode = 0644 };
-
-std::string tempFolder() {
-  const char* const chosen = std::getenv("TMPDIR");
-  return chosen && *chosen ? chosen : "/tmp";
-}
-
-std::string absolute(const std::string& path) {
-  if (path[0] == '/') return path;
-  char* const folder = ::realpath(".", nullptr);
-  if (!folder) failWithErrno(".", "cannot be found");
-  std::string result = std::string(folder) + "/" + path;
-  std::free(folder);
-  return result;
-}
 
 // The folders between the root, which is there, and the last component.
 bool makeParents(const std::string& root, const std::string& inside) {
@@ -67,11 +54,11 @@ ScratchRoot::ScratchRoot(const std::string& keep) : keep_(!keep.empty()) {
 
 void ScratchRoot::makeTop(const std::string& keep) {
   if (keep_) {
-    top_ = absolute(keep);
+    top_ = std::filesystem::absolute(keep);
     if (::mkdir(top_.c_str(), S_IRWXU) != 0) failWithErrno(keep, "cannot be created");
     return;
   }
-  top_ = absolute(tempFolder() + "/tpk-try-XXXXXX");
+  top_ = std::filesystem::absolute(temporaryFolder() + "/tpk-try-XXXXXX");
   if (!::mkdtemp(&top_[0])) failWithErrno(top_, "cannot be created");
 }
 

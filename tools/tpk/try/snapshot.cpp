@@ -3,9 +3,9 @@
 #include "tools/tpk/try/scratchroot.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <vector>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -49,12 +49,11 @@ class RootFiles {
 
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  DIR* const opened = ::opendir(folder.c_str());
-  if (!opened) return names;
-  while (const dirent* const entry = ::readdir(opened)) {
-    if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
+    const std::string name = entry.path().filename();
+    if (name[0] != '.') names.push_back(name);
   }
-  ::closedir(opened);
   return names;
 }
 
