@@ -78,14 +78,3 @@ std::string consoleText(const std::string& message) {
   }
   return out;
 }
-
-std::string hexText(const std::string& bytes) {
-  static const char digits[] = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    const unsigned byte = static_cast<unsigned char>(c);
-    text += digits[byte >> 4];
-    text += digits[byte & 15];
-  }
-  return text;
-}

@@ -9,9 +9,6 @@ bool isUtf8(const std::string& text);
 // UTF-8 and the backslash become "\n", "\t", "\\" or "\x1b".
 std::string printable(const std::string& text);
 
-// Two lower-case digits for every byte.
-std::string hexText(const std::string& bytes);
-
 // A message for a terminal: what printable() shows of control characters, but for line ends. The
 // backslashes of names that are printable already stay as they are.
 std::string consoleText(const std::string& message);

@@ -9,19 +9,14 @@
 
 namespace {
 
-bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+constexpr char kDigits[] = "0123456789abcdef";
 
-unsigned digitValue(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-  return 16;
-}
+bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 }  // namespace
 
 HexFile::HexFile(const std::string& path, const HexShape& shape)
-    : path_(path), shape_(shape), text_(readHostFile(path)) {
-  bytes_.reserve(shape.size());  // no copies of a secret left behind
+    : path_(path), shape_(shape), text_(readHostFile(path)), bytes_(shape.size()) {
   parse();
 }
 
@@ -54,8 +49,7 @@ void HexFile::parse() {
 // Digits up to the next that is none: one entry, but the bytes of a number may stand together.
 // Returns the place behind them.
 std::size_t HexFile::parseGroup(std::size_t begin) {
-  std::size_t end = begin;
-  while (end < text_.size() && digitValue(text_[end]) < 16) ++end;
+  const std::size_t end = std::min(text_.find_first_not_of(kDigits, begin), text_.size());
   if (end < text_.size() && !isSpace(text_[end]) && text_[end] != '#')
     fail("a character that is no such digit in line " + std::to_string(lineOf(end)));
   const std::size_t digits = 2 * shape_.entrySize;
@@ -63,11 +57,11 @@ std::size_t HexFile::parseGroup(std::size_t begin) {
   if (!whole)
     fail("one of " + std::to_string(end - begin) + " digits in line " +
          std::to_string(lineOf(begin)));
-  for (std::size_t i = begin; i < end; i += 2) {
-    if ((i - begin) % digits == 0) places_.push_back(i);
-    if (bytes_.size() < shape_.size())  // more are counted, not kept
-      bytes_.push_back(
-          static_cast<unsigned char>(digitValue(text_[i]) * 16 + digitValue(text_[i + 1])));
+  for (std::size_t i = begin; i < end; i += digits) {
+    if (places_.size() < shape_.count)  // more are counted, not kept
+      sodium_hex2bin(&bytes_[places_.size() * shape_.entrySize], shape_.entrySize, &text_[i],
+                     digits, nullptr, nullptr, nullptr);
+    places_.push_back(i);
   }
   return end;
 }
@@ -75,12 +69,4 @@ std::size_t HexFile::parseGroup(std::size_t begin) {
 std::size_t HexFile::lineOf(std::size_t place) const {
   return 1 + static_cast<std::size_t>(std::count(
                  text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
-}
-
-void appendHex(std::string& text, const unsigned char* bytes, std::size_t size) {
-  const char digits[] = "0123456789abcdef";
-  for (std::size_t i = 0; i < size; ++i) {
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 15];
-  }
 }

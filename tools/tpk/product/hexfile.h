@@ -43,5 +43,3 @@ class HexFile {
   std::vector<unsigned char> bytes_;
   std::vector<std::size_t> places_;
 };
-
-void appendHex(std::string& text, const unsigned char* bytes, std::size_t size);

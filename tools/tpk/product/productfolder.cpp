@@ -1,6 +1,7 @@
 #include "tools/tpk/product/productfolder.h"
 
 #include "tools/tpk/host/failure.h"
+#include "tools/tpk/host/hextext.h"
 #include "tools/tpk/host/hostfile.h"
 #include "tools/tpk/product/hexfile.h"
 

@@ -1,6 +1,7 @@
 #include "tools/tpk/read/jsontext.h"
 
 #include "model/version.h"
+#include "tools/tpk/host/hextext.h"
 #include "tools/tpk/host/printable.h"
 
 void putText(Json& object, const std::string& key, const std::string& text) {

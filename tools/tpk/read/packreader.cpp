@@ -4,6 +4,7 @@
 #include "stream/readbytes.h"
 #include "stream/signature.h"
 #include "tools/tpk/host/failure.h"
+#include "tools/tpk/host/hextext.h"
 #include "tools/tpk/host/printable.h"
 #include "tools/tpk/read/inputfile.h"
 #include "tools/tpk/read/layout.h"
