@@ -1,5 +1,6 @@
 #include "tools/tpk/host/pendingfile.h"
 
+#include "tools/tpk/host/descriptor.h"
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/hostfile.h"
 
@@ -53,16 +54,6 @@ bool isDescriptor(const std::string& path) {
   return begins(std::filesystem::canonical(folderOf(path), none), kProcesses);
 }
 
-void writeTo(int descriptor, const char* data, std::size_t count, const std::string& name) {
-  for (std::size_t done = 0; done < count;) {
-    errno = 0;
-    const ssize_t written = ::write(descriptor, data + done, count - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) failWithErrno(name, "cannot be written");
-    done += static_cast<std::size_t>(written);
-  }
-}
-
 mode_t currentUmask() {
   const mode_t mask = ::umask(0);
   ::umask(mask);
@@ -84,21 +75,6 @@ class SignalsHeld {
 
  private:
   sigset_t before_ = {};
-};
-
-class OpenFile {
- public:
-  OpenFile(const std::string& path, int flags) : descriptor_(::open(path.c_str(), flags)) {}
-  ~OpenFile() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  int get() const { return descriptor_; }
-
- private:
-  int descriptor_;
 };
 
 }  // namespace
@@ -153,14 +129,13 @@ const std::string& PendingFile::workPath() {
   if (!workPath_.empty()) return workPath_;
   std::string path = (isReplaced() ? folderPath() : temporaryFolder()) + "/.tpk-XXXXXX";
   const SignalsHeld held;
-  const int descriptor = ::mkostemp(&path[0], O_CLOEXEC);
-  if (descriptor < 0) failWithErrno(path_, "cannot be created");
+  const OwnedDescriptor file(::mkostemp(&path[0], O_CLOEXEC));
+  if (!file) failWithErrno(path_, "cannot be created");
   workPath_ = path;
   enlist();
   // A temporary file is its owner's alone; a package is a file like any other.
   enum : mode_t { kPlainFile = 0666 };
-  if (isReplaced()) ::fchmod(descriptor, kPlainFile & ~currentUmask());
-  ::close(descriptor);
+  if (isReplaced()) ::fchmod(file.get(), kPlainFile & ~currentUmask());
   return workPath_;
 }
 
@@ -175,22 +150,22 @@ void PendingFile::commit() {
 }
 
 void PendingFile::copyWork() {
-  const OpenFile in(workPath(), O_RDONLY | O_CLOEXEC);
-  if (in.get() < 0) failWithErrno(workPath_, "cannot be opened");
+  const OwnedDescriptor in(::open(workPath().c_str(), O_RDONLY | O_CLOEXEC));
+  if (!in) failWithErrno(workPath_, "cannot be opened");
   // Before anything is written: a reader that goes away ends this process.
   removeWork();
   const bool isStandard = how_ == How::kStandardOutput;
   const std::string name = isStandard ? kStandardOutputName : path_;
-  const OpenFile opened(isStandard ? "/dev/null" : path_, O_WRONLY | O_CLOEXEC);
-  if (opened.get() < 0) failWithErrno(name, "cannot be opened");
+  const OwnedDescriptor opened(isStandard ? -1 : ::open(path_.c_str(), O_WRONLY | O_CLOEXEC));
+  if (!isStandard && !opened) failWithErrno(name, "cannot be opened");
   const int out = isStandard ? STDOUT_FILENO : opened.get();
   char buffer[65536];
   for (;;) {
-    const ssize_t got = ::read(in.get(), buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = readSome(in.get(), buffer, sizeof buffer);
     if (got < 0) failWithErrno(path_, "its work file cannot be read");
     if (got == 0) return;
-    writeTo(out, buffer, static_cast<std::size_t>(got), name);
+    if (!writeWhole(out, buffer, static_cast<std::size_t>(got)))
+      failWithErrno(name, "cannot be written");
   }
 }
 

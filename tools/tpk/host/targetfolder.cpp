@@ -48,11 +48,6 @@ void removeContents(int folder) {
 
 }  // namespace
 
-void OwnedDescriptor::reset(int number) {
-  if (number_ >= 0) ::close(number_);
-  number_ = number;
-}
-
 TargetFolder::TargetFolder(const std::string& path) : path_(path) {
   made_ = makeHostDirectory(path);
   root_.reset(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -98,13 +93,7 @@ int TargetFolder::createFile(const std::string& path, OwnedDescriptor& file) {
 }
 
 void TargetFolder::write(const OwnedDescriptor& file, const char* data, std::size_t count) const {
-  while (count > 0) {
-    const ssize_t written = ::write(file.get(), data, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) failWithErrno(path_, "cannot be written");
-    data += written;
-    count -= static_cast<std::size_t>(written);
-  }
+  if (!writeWhole(file.get(), data, count)) failWithErrno(path_, "cannot be written");
 }
 
 void TargetFolder::finishFile(const OwnedDescriptor& file, std::uint16_t permissions,

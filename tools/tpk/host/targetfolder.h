@@ -3,26 +3,10 @@
 // and no link is followed, and nothing that is there already is opened or replaced.
 #pragma once
 
-#include "stream/ifilestream.h"
+#include "tools/tpk/host/descriptor.h"
 
 #include <cstdint>
 #include <string>
-
-// Closes what it holds.
-class OwnedDescriptor {
- public:
-  explicit OwnedDescriptor(int number = -1) : number_(number) {}
-  ~OwnedDescriptor() { reset(); }
-  OwnedDescriptor(const OwnedDescriptor&) = delete;
-  OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
-
-  int get() const { return number_; }
-  explicit operator bool() const { return number_ >= 0; }
-  void reset(int number = -1);
-
- private:
-  int number_;
-};
 
 class TargetFolder {
  public:

@@ -63,18 +63,9 @@ void readHostData(const FileData& data, const std::function<void(const char*, st
 
 }  // namespace
 
-Spool::~Spool() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-}
-
 void Spool::append(const char* data, std::size_t count) {
-  if (descriptor_ < 0) descriptor_ = openTemporaryFile();
-  for (std::size_t done = 0; done < count;) {
-    const ssize_t written = ::write(descriptor_, data + done, count - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) failWithErrno(kSpoolName, "cannot be written");
-    done += static_cast<std::size_t>(written);
-  }
+  if (!descriptor_) descriptor_.reset(openTemporaryFile());
+  if (!writeWhole(descriptor_.get(), data, count)) failWithErrno(kSpoolName, "cannot be written");
   size_ += count;
 }
 
@@ -82,7 +73,7 @@ void Spool::read(std::uint64_t offset, char* out, std::size_t count) const {
   for (std::size_t done = 0; done < count;) {
     errno = 0;
     const ssize_t got =
-        ::pread(descriptor_, out + done, count - done, static_cast<off_t>(offset + done));
+        ::pread(descriptor_.get(), out + done, count - done, static_cast<off_t>(offset + done));
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) failWithErrno(kSpoolName, "cannot be read");
     done += static_cast<std::size_t>(got);

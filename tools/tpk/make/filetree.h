@@ -2,6 +2,8 @@
 // says of it. The contents of files stay where they are, on the machine or in a spool.
 #pragma once
 
+#include "tools/tpk/host/descriptor.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -13,11 +15,6 @@
 // without a name, below TMPDIR or /tmp. All failures throw EnvironmentFailure.
 class Spool {
  public:
-  Spool() = default;
-  ~Spool();
-  Spool(const Spool&) = delete;
-  Spool& operator=(const Spool&) = delete;
-
   // Where the next byte goes.
   std::uint64_t size() const { return size_; }
   void append(const char* data, std::size_t count);
@@ -25,7 +22,7 @@ class Spool {
   void read(std::uint64_t offset, char* out, std::size_t count) const;
 
  private:
-  int descriptor_ = -1;  // opened when the first byte comes
+  OwnedDescriptor descriptor_;  // opened when the first byte comes
   std::uint64_t size_ = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "tools/tpk/try/namespaces.h"
 
+#include "tools/tpk/host/descriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -21,13 +23,8 @@ constexpr const char* kLibraries[] = {"/usr", "/lib", "/lib32", "/lib64", "/libx
 constexpr char kLibraryCache[] = "/etc/ld.so.cache";
 
 bool writeText(const char* path, const std::string& text) {
-  const int file = ::open(path, O_WRONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  const bool written = ::write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-  const int reason = errno;
-  ::close(file);
-  errno = reason;
-  return written;
+  const OwnedDescriptor file(::open(path, O_WRONLY | O_CLOEXEC));
+  return file && writeWhole(file.get(), text.data(), text.size());
 }
 
 bool mountAt(const char* from, const std::string& to, const char* type, unsigned long flags,

@@ -1,5 +1,6 @@
 #include "tools/tpk/try/scratchroot.h"
 
+#include "tools/tpk/host/descriptor.h"
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/hostfile.h"
 #include "tools/tpk/host/printable.h"
@@ -91,13 +92,11 @@ void ScratchRoot::put(const std::string& inside, const std::string& contents, un
 
 bool ScratchRoot::placeholder(const std::string& inside, std::uint64_t size) const {
   if (!makeParents(root_, inside)) return false;
-  const int file = ::open(path(inside).c_str(),
-                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPlaceholderMode);
-  if (file < 0) return false;
+  const OwnedDescriptor file(::open(path(inside).c_str(),
+                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                    kPlaceholderMode));
   // A hole: it takes no room. A size that no file system takes is nobody's.
-  const bool sized = ::ftruncate(file, static_cast<off_t>(size)) == 0;
-  ::close(file);
-  return sized;
+  return file && ::ftruncate(file.get(), static_cast<off_t>(size)) == 0;
 }
 
 bool ScratchRoot::unsizedPlaceholder(const std::string& inside) {

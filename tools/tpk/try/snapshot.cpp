@@ -1,5 +1,6 @@
 #include "tools/tpk/try/snapshot.h"
 
+#include "tools/tpk/host/descriptor.h"
 #include "tools/tpk/try/scratchroot.h"
 
 #include <algorithm>
@@ -24,27 +25,19 @@ class RootFiles {
  public:
   explicit RootFiles(const ScratchRoot& root)
       : root_(::open(root.path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
-  ~RootFiles() {
-    if (root_ >= 0) ::close(root_);
-  }
-  RootFiles(const RootFiles&) = delete;
-  RootFiles& operator=(const RootFiles&) = delete;
 
   // False when there is nothing, or the path leads through something that cannot be passed.
   bool status(const std::string& inside, struct stat& status) const {
     struct open_how how = {};
     how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
     how.resolve = RESOLVE_IN_ROOT | RESOLVE_NO_MAGICLINKS;
-    const auto file =
-        static_cast<int>(::syscall(SYS_openat2, root_, inside.c_str(), &how, sizeof how));
-    if (file < 0) return false;
-    const bool known = ::fstat(file, &status) == 0;
-    ::close(file);
-    return known;
+    const OwnedDescriptor file(
+        static_cast<int>(::syscall(SYS_openat2, root_.get(), inside.c_str(), &how, sizeof how)));
+    return file && ::fstat(file.get(), &status) == 0;
   }
 
  private:
-  int root_;
+  OwnedDescriptor root_;
 };
 
 std::vector<std::string> namesIn(const std::string& folder) {
