@@ -1,6 +1,7 @@
 #include "tools/tpk/try/installerrun.h"
 
 #include "model/packagefile.h"
+#include "tools/tpk/host/childprocess.h"
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/heldsignals.h"
 #include "tools/tpk/host/hostfile.h"
@@ -13,10 +14,8 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/auxv.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,61 +28,16 @@ constexpr char kRouterLost[] = "\nERROR: router installation failed!!!\nPlease, 
 constexpr char kUsage[] = "usage: installer ";
 
 // Status lines of hundreds of packages are far less.
-enum : std::size_t { kLongestOutput = 256u << 20 };
+enum : std::size_t { kLongestOutput = 256u << 20, kLongestReason = 1000 };
 
 bool endsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-struct Descriptors {
-  Descriptors() {
-    if (::pipe2(ends, O_CLOEXEC) != 0) failWithErrno("pipe", "cannot be made");
-  }
-  ~Descriptors() {
-    for (const int end : ends) {
-      if (end >= 0) ::close(end);
-    }
-  }
-  Descriptors(const Descriptors&) = delete;
-  Descriptors& operator=(const Descriptors&) = delete;
-
-  void closeWriter() {
-    ::close(ends[1]);
-    ends[1] = -1;
-  }
-
-  int ends[2] = {-1, -1};
-};
-
-// The process, which does not outlive the object.
-class Running {
- public:
-  explicit Running(pid_t id) : id_(id) {}
-  ~Running() {
-    if (id_ > 0) end();
-  }
-  Running(const Running&) = delete;
-  Running& operator=(const Running&) = delete;
-
-  int end() {
-    ::kill(id_, SIGKILL);
-    return wait();
-  }
-  int wait() {
-    int status = 0;
-    while (::waitpid(id_, &status, 0) < 0 && errno == EINTR) continue;
-    id_ = -1;
-    return status;
-  }
-
- private:
-  pid_t id_;
-};
-
 class Output {
  public:
   // Until the process ends, or has said its last word.
-  void readAll(Descriptors& pipe, const HeldSignals& signals);
+  void readAll(Pipe& pipe, const HeldSignals& signals);
   const std::string& text() const { return text_; }
   bool routerLost() const { return endsWith(text_, kRouterLost); }
 
@@ -95,48 +49,31 @@ class Output {
 
 bool Output::read(int from) {
   std::array<char, 65536> chunk;
-  const ssize_t got = ::read(from, chunk.data(), chunk.size());
-  if (got < 0) return errno == EINTR;
+  const ssize_t got = readSome(from, chunk.data(), chunk.size());
+  if (got <= 0) return false;
   text_.append(chunk.data(), static_cast<std::size_t>(got));
   if (text_.size() > kLongestOutput)
     throw EnvironmentFailure("the installer does not stop writing to its console");
-  return got > 0;
+  return true;
 }
 
-void Output::readAll(Descriptors& pipe, const HeldSignals& signals) {
-  pipe.closeWriter();
+void Output::readAll(Pipe& pipe, const HeldSignals& signals) {
+  pipe.to.reset();
   for (;;) {
-    pollfd waiting[] = {{pipe.ends[0], POLLIN, 0}, {signals.descriptor(), POLLIN, 0}};
+    pollfd waiting[] = {{pipe.from.get(), POLLIN, 0}, {signals.descriptor(), POLLIN, 0}};
     if (::poll(waiting, 2, -1) < 0 && errno != EINTR) failWithErrno("poll", "fails");
     signals.check();
-    if (waiting[0].revents != 0 && !read(pipe.ends[0])) return;
+    if (waiting[0].revents != 0 && !read(pipe.from.get())) return;
     if (routerLost()) return;
   }
 }
 
-// Not the console's: what the system or a library says of the program itself.
-class ErrorOutput {
- public:
-  ErrorOutput() : file_(::memfd_create("errors", MFD_CLOEXEC)) {
-    if (file_ < 0) failWithErrno("a file in memory", "cannot be made");
-  }
-  ~ErrorOutput() { ::close(file_); }
-  ErrorOutput(const ErrorOutput&) = delete;
-  ErrorOutput& operator=(const ErrorOutput&) = delete;
-
-  int descriptor() const { return file_; }
-  // The begin of it, without line ends behind.
-  std::string text() const {
-    std::array<char, 1000> bytes;
-    const ssize_t got = ::pread(file_, bytes.data(), bytes.size(), 0);
-    std::string begin(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    begin.erase(begin.find_last_not_of('\n') + 1);
-    return begin;
-  }
-
- private:
-  int file_;
-};
+// What the system or a library said of the program itself; the begin, without line ends behind.
+std::string reasonIn(const OwnedDescriptor& errors) {
+  std::string begin = beginOf(errors.get(), kLongestReason);
+  begin.erase(begin.find_last_not_of('\n') + 1);
+  return begin;
+}
 
 std::string howItEnded(int status) {
   return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
@@ -187,16 +124,16 @@ void checkInstallerOptions(const std::vector<std::string>& options) {
 InstallerRun runInstaller(const Sandbox& sandbox, const std::string& program,
                           const std::vector<std::string>& options, bool scripts,
                           const HeldSignals& signals) {
-  Descriptors pipe;
-  const ErrorOutput errors;
+  Pipe pipe;
+  const OwnedDescriptor errors(openTemporaryFile());
   Sandbox::Start start;
   start.program = program;
   start.arguments = options;
   start.scripts = scripts;
-  start.output = pipe.ends[1];
-  start.errors = errors.descriptor();
+  start.output = pipe.to.get();
+  start.errors = errors.get();
   start.signals = signals.former();
-  Running process(sandbox.start(start));
+  ChildProcess process = sandbox.start(start);
   Output output;
   output.readAll(pipe, signals);
   InstallerRun run;
@@ -206,7 +143,7 @@ InstallerRun runInstaller(const Sandbox& sandbox, const std::string& program,
   if (output.text().find(kUsage) == 0)
     throw UsageFailure(program + ": does not know these options");
   if (!run.routerLost && status != 0) {
-    const std::string text = errors.text();
+    const std::string text = reasonIn(errors);
     throw EnvironmentFailure(program + ": ended with " + howItEnded(status) +
                              (text.empty() ? "" : ": " + printable(text)));
   }

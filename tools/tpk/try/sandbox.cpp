@@ -10,9 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -21,33 +19,12 @@ constexpr char kRootInside[] = "/router";
 constexpr char kFlashInside[] = "/router/flash";
 constexpr char kInstallerInside[] = "/installer";
 
+const std::vector<std::string> kEnvironment = {"PATH=/usr/bin:/bin", "LC_ALL=C"};
+
 // What went wrong in a child before it became another program.
 struct SetupFailure {
   const char* step;  // a literal: the child has the same
   int reason;
-};
-
-class Pipe {
- public:
-  Pipe() {
-    if (::pipe2(ends_, O_CLOEXEC) != 0) failWithErrno("pipe", "cannot be made");
-  }
-  ~Pipe() {
-    close(0);
-    close(1);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-
-  void close(int end) {
-    if (ends_[end] >= 0) ::close(ends_[end]);
-    ends_[end] = -1;
-  }
-  int from() const { return ends_[0]; }
-  int to() const { return ends_[1]; }
-
- private:
-  int ends_[2] = {-1, -1};
 };
 
 struct Identity {
@@ -72,42 +49,11 @@ void moveAway(const Identity& outside, const ScratchRoot& root, const std::strin
   }
 }
 
-[[noreturn]] void execute(const char* program, const std::vector<std::string>& arguments,
-                          int report) {
-  std::vector<char*> words;
-  words.reserve(arguments.size() + 1);
-  for (const std::string& argument : arguments)
-    words.push_back(const_cast<char*>(argument.c_str()));
-  words.push_back(nullptr);
-  char path[] = "PATH=/usr/bin:/bin";
-  char locale[] = "LC_ALL=C";
-  char* environment[] = {path, locale, nullptr};
-  ::execve(program, words.data(), environment);
-  giveUp(report, "starting the program");
-}
-
-// Nothing of this process stays open in the other.
-void redirect(int input, int output, int errors) {
-  ::dup2(input, STDIN_FILENO);
-  ::dup2(output, STDOUT_FILENO);
-  ::dup2(errors, STDERR_FILENO);
-  ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
-}
-
-int waitFor(pid_t child) {
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
-  return status;
-}
-
 // Nothing arrives when the child became another program, or ended of its own will.
 bool setupFailed(Pipe& pipe, SetupFailure& failure) {
-  pipe.close(1);
-  ssize_t got;
-  do {
-    got = ::read(pipe.from(), &failure, sizeof failure);
-  } while (got < 0 && errno == EINTR);
-  return got == static_cast<ssize_t>(sizeof failure);
+  pipe.to.reset();
+  return readSome(pipe.from.get(), reinterpret_cast<char*>(&failure), sizeof failure) ==
+         static_cast<ssize_t>(sizeof failure);
 }
 
 std::string text(const SetupFailure& failure) {
@@ -121,13 +67,12 @@ std::string obstacleToNamespaces(const ScratchRoot& root) {
   const pid_t child = forkIntoNamespaces();
   if (child < 0) return std::string("namespaces: ") + std::strerror(errno);
   if (child == 0) {
-    moveAway(outside, root, {}, pipe.to());
+    moveAway(outside, root, {}, pipe.to.get());
     ::_exit(0);
   }
+  const ChildProcess process(child);
   SetupFailure failure = {};
-  const bool failed = setupFailed(pipe, failure);
-  waitFor(child);
-  return failed ? text(failure) : "";
+  return setupFailed(pipe, failure) ? text(failure) : "";
 }
 
 // The installer would go on in the machine's own root if it could not change it.
@@ -135,7 +80,7 @@ bool canChangeRoot(const ScratchRoot& root) {
   if (::geteuid() != 0) return false;
   const pid_t child = ::fork();
   if (child == 0) ::_exit(::chroot(root.path().c_str()) == 0 ? 0 : 1);
-  return child > 0 && waitFor(child) == 0;
+  return child > 0 && ChildProcess(child).wait() == 0;
 }
 
 }  // namespace
@@ -158,16 +103,16 @@ bool Sandbox::canRunScripts() const {
   Pipe pipe;
   const pid_t child = forkIntoNamespaces();
   if (child == 0) {
-    moveAway(outside, root_, {}, pipe.to());
-    if (::chroot(kFlashInside) != 0 || ::chdir("/") != 0) ::_exit(1);
-    redirect(pipe.from(), pipe.to(), pipe.to());
-    if (!filterSystemCalls(false)) ::_exit(1);
-    execute("/bin/bash", {"bash", "-c", ":"}, STDERR_FILENO);
+    const int said = pipe.to.get();
+    moveAway(outside, root_, {}, said);
+    if (::chroot(kFlashInside) == 0 && ::chdir("/") == 0 && filterSystemCalls(false))
+      become({"/bin/bash", {"bash", "-c", ":"}, kEnvironment, pipe.from.get(), said, said});
+    ::_exit(1);
   }
-  return child > 0 && waitFor(child) == 0;
+  return child > 0 && ChildProcess(child).wait() == 0;
 }
 
-pid_t Sandbox::start(const Start& what) const {
+ChildProcess Sandbox::start(const Start& what) const {
   const bool isolated = isolation_ == Isolation::kNamespaces;
   const Identity outside;
   Pipe input;
@@ -176,17 +121,18 @@ pid_t Sandbox::start(const Start& what) const {
   if (child < 0) failWithErrno(what.program, "cannot be started");
   if (child == 0) {
     ::setsid();
-    if (isolated) moveAway(outside, root_, what.program, report.to());
+    if (isolated) moveAway(outside, root_, what.program, report.to.get());
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    redirect(input.from(), what.output, what.errors);
     std::vector<std::string> words = {"installer", "-r", isolated ? kRootInside : root_.path()};
     words.insert(words.end(), what.arguments.begin(), what.arguments.end());
     sigprocmask(SIG_SETMASK, &what.signals, nullptr);
-    if (!filterSystemCalls(isolated && what.scripts)) giveUp(report.to(), "a filter of calls");
-    execute(isolated ? kInstallerInside : what.program.c_str(), words, report.to());
+    if (!filterSystemCalls(isolated && what.scripts)) giveUp(report.to.get(), "a filter of calls");
+    become({isolated ? kInstallerInside : what.program, words, kEnvironment, input.from.get(),
+            what.output, what.errors});
+    giveUp(report.to.get(), "starting the program");
   }
+  ChildProcess process(child);
   SetupFailure failure = {};
-  if (!setupFailed(report, failure)) return child;
-  waitFor(child);
+  if (!setupFailed(report, failure)) return process;
   throw EnvironmentFailure(what.program + ": cannot be started: " + text(failure));
 }

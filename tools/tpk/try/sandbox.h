@@ -2,11 +2,11 @@
 // machine.
 #pragma once
 
+#include "tools/tpk/host/childprocess.h"
+
 #include <csignal>
 #include <string>
 #include <vector>
-
-#include <sys/types.h>
 
 class ScratchRoot;
 
@@ -39,7 +39,7 @@ class Sandbox {
     sigset_t signals = {};  // to be blocked
   };
   // The process, which dies with this one. Throws EnvironmentFailure.
-  pid_t start(const Start& what) const;
+  ChildProcess start(const Start& what) const;
 
  private:
   const ScratchRoot& root_;
