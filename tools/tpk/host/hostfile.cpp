@@ -1,5 +1,6 @@
 #include "tools/tpk/host/hostfile.h"
 
+#include "tools/tpk/host/descriptor.h"
 #include "tools/tpk/host/failure.h"
 
 #include <cerrno>
@@ -13,40 +14,6 @@
 namespace {
 
 constexpr char kOpenFiles[] = "/proc/self/fd";
-
-class Descriptor {
- public:
-  Descriptor(const std::string& path, int flags, mode_t mode)
-      : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {}
-  ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  explicit operator bool() const { return descriptor_ >= 0; }
-  int get() const { return descriptor_; }
-  bool close() {
-    const int descriptor = descriptor_;
-    descriptor_ = -1;
-    return ::close(descriptor) == 0;
-  }
-
- private:
-  int descriptor_;
-};
-
-bool writeWhole(int descriptor, const std::string& contents) {
-  std::size_t done = 0;
-  while (done < contents.size()) {
-    errno = 0;
-    const ssize_t written = ::write(descriptor, contents.data() + done, contents.size() - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    done += static_cast<std::size_t>(written);
-  }
-  return true;
-}
 
 int openNamedTemporaryFile(std::string& path) {
   const std::string folder = temporaryFolder();
@@ -65,7 +32,7 @@ void failWithErrno(const std::string& path, const std::string& what) {
 }
 
 std::string readHostFile(const std::string& path) {
-  const Descriptor file(path, O_RDONLY, 0);
+  const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file) failWithErrno(path, "cannot be opened");
   struct stat status;
   // A device need not have an end.
@@ -74,8 +41,7 @@ std::string readHostFile(const std::string& path) {
   std::string contents;
   char buffer[65536];
   for (;;) {
-    const ssize_t got = ::read(file.get(), buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = readSome(file.get(), buffer, sizeof buffer);
     if (got < 0) failWithErrno(path, "cannot be read");
     if (got == 0) return contents;
     contents.append(buffer, static_cast<std::size_t>(got));
@@ -93,9 +59,10 @@ bool isHostDirectory(const std::string& path) {
 }
 
 void createHostFile(const std::string& path, const std::string& contents, unsigned mode) {
-  Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL, static_cast<mode_t>(mode));
+  OwnedDescriptor file(
+      ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, static_cast<mode_t>(mode)));
   if (!file) failWithErrno(path, "cannot be created");
-  if (!writeWhole(file.get(), contents) || !file.close()) {
+  if (!writeWhole(file.get(), contents.data(), contents.size()) || !file.close()) {
     const int reason = errno;
     removeHostFile(path);
     errno = reason;

@@ -1,10 +1,10 @@
 #include "tools/tpk/read/inputfile.h"
 
 #include "stream/packformat.h"
+#include "tools/tpk/host/descriptor.h"
 #include "tools/tpk/host/failure.h"
 #include "tools/tpk/host/hostfile.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <limits>
 #include <vector>
@@ -21,27 +21,17 @@ constexpr std::uint64_t kLongestFile =
 
 enum : std::size_t { kCopySize = 65536 };
 
-void writeAll(int to, const char* data, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = ::write(to, data, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) failWithErrno("temporary file", "cannot be written");
-    data += written;
-    count -= static_cast<std::size_t>(written);
-  }
-}
-
 void copyAll(int from, int to, const std::string& name) {
   std::vector<char> buffer(kCopySize);
   std::uint64_t total = 0;
   for (;;) {
-    const ssize_t got = ::read(from, buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = readSome(from, buffer.data(), buffer.size());
     if (got < 0) failWithErrno(name, "cannot be read");
     if (got == 0) return;
     total += static_cast<std::uint64_t>(got);
     if (total > kLongestFile) throw Failure(name + ": is longer than a package can be");
-    writeAll(to, buffer.data(), static_cast<std::size_t>(got));
+    if (!writeWhole(to, buffer.data(), static_cast<std::size_t>(got)))
+      failWithErrno("temporary file", "cannot be written");
   }
 }
 
