@@ -94,7 +94,7 @@ def check_page(commands):
 
 def completed(words):
     script = '. "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _tpk; echo "${COMPREPLY[*]}"'
-    completion = PROJECT / "tools" / "tpk" / "completion" / "tpk"
+    completion = PROJECT / "tools" / "tpk" / "command" / "completion" / "tpk"
     return set(output_of("bash", "-c", script, str(completion), "tpk", *words).split())
 
 
