@@ -17,6 +17,7 @@ import argparse
 import difflib
 import os
 import re
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -98,6 +99,8 @@ def main():
     parser.add_argument("--path", required=True)
     parser.add_argument("document", type=Path)
     options = parser.parse_args()
+    # The commands run elsewhere.
+    options.path = ":".join(os.path.abspath(folder) for folder in options.path.split(":"))
 
     if options.needs and subprocess.run(options.needs, shell=True, check=False).returncode != 0:
         # As other tests say it: scripts/lib/stages.sh collects the reasons.
@@ -119,6 +122,9 @@ def main():
     difference = list(difflib.unified_diff(lines, true, str(options.document), "as it is", n=8,
                                            lineterm=""))
     print("\n".join(difference))
+    if difference:
+        command = shlex.join([sys.argv[0], "--write", *sys.argv[1:]])
+        print(f"\nWhen this is what the document is to say:\n{command}")
     return 1 if difference else 0
 
 
