@@ -135,12 +135,12 @@ TEST_F(Lint, EveryCheckHasItsOwnId) {
 
 TEST_F(Lint, EveryCheckHasATest) {
   std::string tests;
-  for (const char* subject : {"container", "headers", "archive", "scripts", "set"})
+  for (const char* subject : {"container", "headers", "archive", "paths", "scripts", "set"})
     tests += readFile(std::string(kProject) + "/tests/tpk/lint/lint" + subject + "_test.cpp");
   for (const LintRule& rule : allLintRules())
     EXPECT_NE(tests.find(std::string(severityWord(rule.severity)) + " " + rule.id),
               std::string::npos)
-        << rule.id;
+        << "no test beside this one finds " << rule.id;
 }
 
 TEST_F(Lint, CutFilesComeToAnEnd) {
