@@ -196,9 +196,9 @@ Router& Router::memory(unsigned unused, unsigned buffers, unsigned cached) {
 }
 
 Router& Router::withShell() {
-  std::string profile = "export PATH=/bin\n";
-  put("/flash/tarn/lib/install/profile.sh", profile);
-  put("/flash/bin/bash", readFile(kShell), 0755);
+  static const std::string shell = readFile(kShell);
+  put("/flash/tarn/lib/install/profile.sh", "export PATH=/bin\n");
+  put("/flash/bin/bash", shell, 0755);
   folder("/flash/dev");
   const std::string null = path("/flash/dev/null");
   mknod(null.c_str(), S_IFCHR | 0666, makedev(1, 3));
