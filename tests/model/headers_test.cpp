@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr std::uint32_t kVersion = 0x03166600;
 constexpr std::uint32_t kBuilt = 0x5A5B5C5D;
 
 // In the order that they have in a file.
@@ -24,31 +23,21 @@ constexpr std::uint16_t kNoHeaders[] = {kPartArchitecture, kPartDescription, kPa
 // What a reader holds beside the data: far more than a chunk, far less than a length that lies.
 constexpr std::size_t kSmall = 64 * 1024;
 
-PackageDep dep(const std::string& name, std::uint32_t minVersion = 0, std::uint32_t maxVersion = 0,
-               std::int32_t weight = 0) {
-  PackageDep result;
-  result.name = name;
-  result.minVersion = minVersion;
-  result.maxVersion = maxVersion;
-  result.weight = weight;
-  return result;
-}
-
 PackBuilder package(const std::string& name = "routing") {
   return PackBuilder().header(name, kVersion, kBuilt);
 }
 
 // A package stream over a file in memory, standing on its first part.
-class Pack {
+class PackReading {
  public:
-  explicit Pack(const std::string& file) : source_(file), in_(source_, true) {
+  explicit PackReading(const std::string& file) : source_(file), in_(source_, true) {
     for (const std::uint32_t type : {kPartBundle, kPartPackage, kPartArchitecture, kPartDescription,
                                      kPartRequires, kPartProvides, kPartConflicts, kPartImage}) {
       in_.accept(type);
     }
     in_.next();
   }
-  explicit Pack(const PackBuilder& builder) : Pack(builder.finish()) {}
+  explicit PackReading(const PackBuilder& builder) : PackReading(builder.finish()) {}
 
   ipackstream& stream() { return in_; }
   std::uint32_t type() const { return in_.type(); }
@@ -62,13 +51,13 @@ class Pack {
 };
 
 bool readsName(const std::string& name) {
-  Pack pack(package(name));
+  PackReading pack(package(name));
   PackageInfo info;
   return info.readFrom(pack.stream()) && info.name == name;
 }
 
 TEST(ReadHeader, TakesNameVersionAndBuildTime) {
-  Pack pack(package());
+  PackReading pack(package());
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.name, "routing");
@@ -81,7 +70,7 @@ TEST(ReadHeader, TakesNameVersionAndBuildTime) {
 TEST(ReadHeader, NumbersAreLittleEndian) {
   std::string record = packageHeader("a", 0, 0);
   record.replace(PackageHeader::kVersion, 8, "\x01\x02\x03\x04\x05\x06\x07\x08");
-  Pack pack(PackBuilder().part(kPartPackage, record));
+  PackReading pack(PackBuilder().part(kPartPackage, record));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.version, 0x04030201u);
@@ -89,7 +78,7 @@ TEST(ReadHeader, NumbersAreLittleEndian) {
 }
 
 TEST(ReadHeader, OfABundleMarksTheBundle) {
-  Pack pack(PackBuilder().bundleHeader("all", kVersion));
+  PackReading pack(PackBuilder().bundleHeader("all", kVersion));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_TRUE(info.isBundle);
@@ -99,7 +88,7 @@ TEST(ReadHeader, OfABundleMarksTheBundle) {
 TEST(ReadHeader, IgnoresTheLastEightBytesOfTheRecord) {
   std::string record = packageHeader("a", kVersion, kBuilt);
   record.replace(PackageHeader::kUnused, 8, 8, '\xFF');
-  Pack pack(PackBuilder().part(kPartPackage, record));
+  PackReading pack(PackBuilder().part(kPartPackage, record));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.name, "a");
@@ -108,9 +97,9 @@ TEST(ReadHeader, IgnoresTheLastEightBytesOfTheRecord) {
 }
 
 TEST(ReadHeader, IgnoresBytesBehindTheRecord) {
-  Pack pack(PackBuilder()
-                .part(kPartPackage, packageHeader("a", kVersion, kBuilt) + "behind")
-                .part(kPartArchitecture, "mipsel"));
+  PackReading pack(PackBuilder()
+                       .part(kPartPackage, packageHeader("a", kVersion, kBuilt) + "behind")
+                       .part(kPartArchitecture, "mipsel"));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.arch, "mipsel");
@@ -118,9 +107,9 @@ TEST(ReadHeader, IgnoresBytesBehindTheRecord) {
 
 TEST(ReadHeader, FailsOnARecordThatIsTooShort) {
   for (std::size_t size = 0; size < PackageHeader::kSize; ++size) {
-    Pack pack(PackBuilder()
-                  .part(kPartPackage, packageHeader("a", kVersion, kBuilt).substr(0, size))
-                  .part(kPartDescription, std::string(40, 'x')));
+    PackReading pack(PackBuilder()
+                         .part(kPartPackage, packageHeader("a", kVersion, kBuilt).substr(0, size))
+                         .part(kPartDescription, std::string(40, 'x')));
     PackageInfo info;
     EXPECT_FALSE(info.readFrom(pack.stream())) << size;
   }
@@ -128,7 +117,7 @@ TEST(ReadHeader, FailsOnARecordThatIsTooShort) {
 
 TEST(ReadHeader, FailsOnAnyOtherPart) {
   for (const std::uint16_t type : kNoHeaders) {
-    Pack pack(PackBuilder().part(type, packageHeader("a", kVersion, kBuilt)));
+    PackReading pack(PackBuilder().part(type, packageHeader("a", kVersion, kBuilt)));
     ASSERT_EQ(pack.type(), type);
     PackageInfo info;
     EXPECT_FALSE(info.readFrom(pack.stream())) << type;
@@ -136,7 +125,7 @@ TEST(ReadHeader, FailsOnAnyOtherPart) {
 }
 
 TEST(ReadHeader, FailsAtTheEndOfTheFile) {
-  Pack pack{PackBuilder()};
+  PackReading pack{PackBuilder()};
   PackageInfo info;
   EXPECT_FALSE(info.readFrom(pack.stream()));
 }
@@ -154,7 +143,7 @@ TEST(ReadHeader, NameOfFullWidthNeedsNoTerminator) { EXPECT_TRUE(readsName("sixt
 TEST(ReadHeader, NameEndsAtTheFirstNul) {
   std::string record = packageHeader("abc", kVersion, kBuilt);
   record.replace(4, 4, "tail");
-  Pack pack(PackBuilder().part(kPartPackage, record));
+  PackReading pack(PackBuilder().part(kPartPackage, record));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.name, "abc");
@@ -173,27 +162,27 @@ TEST(ReadHeader, NameWithDotsMayBeAnEntryOfADirectory) {
 }
 
 TEST(ReadHeader, NameOfABundleMustBeAnEntryOfADirectoryToo) {
-  Pack pack(PackBuilder().bundleHeader("", kVersion));
+  PackReading pack(PackBuilder().bundleHeader("", kVersion));
   PackageInfo info;
   EXPECT_FALSE(info.readFrom(pack.stream()));
 }
 
 TEST(ReadHeader, ArchitectureIsTheWholePart) {
-  Pack pack(package().part(kPartArchitecture, "mipsel"));
+  PackReading pack(package().part(kPartArchitecture, "mipsel"));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.arch, "mipsel");
 }
 
 TEST(ReadHeader, ArchitectureIsTheDefaultWithoutItsPart) {
-  Pack pack(package());
+  PackReading pack(package());
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.arch, "i386");
 }
 
 TEST(ReadHeader, ArchitectureIsEmptyWithAnEmptyPart) {
-  Pack pack(package().part(kPartArchitecture, ""));
+  PackReading pack(package().part(kPartArchitecture, ""));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.arch, "");
@@ -201,7 +190,7 @@ TEST(ReadHeader, ArchitectureIsEmptyWithAnEmptyPart) {
 
 TEST(ReadHeader, TextsKeepEveryByte) {
   const std::string text("a\0b\n\xFF\0", 6);
-  Pack pack(package().part(kPartArchitecture, text).part(kPartDescription, text + text));
+  PackReading pack(package().part(kPartArchitecture, text).part(kPartDescription, text + text));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.arch, text);
@@ -212,7 +201,7 @@ TEST(ReadHeader, TextsMayBeLong) {
   for (const std::size_t size : {4095u, 4096u, 4097u, 100000u}) {
     std::string text(size, 'x');
     text.back() = 'y';
-    Pack pack(package().part(kPartDescription, text));
+    PackReading pack(package().part(kPartDescription, text));
     PackageInfo info;
     ASSERT_TRUE(info.readFrom(pack.stream()));
     EXPECT_EQ(info.description, text) << size;
@@ -220,17 +209,17 @@ TEST(ReadHeader, TextsMayBeLong) {
 }
 
 TEST(ReadHeader, DescriptionIsEmptyWithoutItsPart) {
-  Pack pack(package().list(kPartRequires, {dep("a")}));
+  PackReading pack(package().list(kPartRequires, {dep("a")}));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.description, "");
 }
 
 TEST(ReadHeader, TakesEachListIntoItsPlace) {
-  Pack pack(package()
-                .list(kPartRequires, {dep("a", 1, 2), dep("b")})
-                .list(kPartProvides, {dep("c", 3, 4, -5)})
-                .list(kPartConflicts, {dep("d", 6, 7), dep("e"), dep("f")}));
+  PackReading pack(package()
+                       .list(kPartRequires, {dep("a", 1, 2), dep("b")})
+                       .list(kPartProvides, {dep("c", 3, 4, -5)})
+                       .list(kPartConflicts, {dep("d", 6, 7), dep("e"), dep("f")}));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   ASSERT_EQ(info.deps.size(), 2u);
@@ -257,7 +246,7 @@ TEST(ReadHeader, EveryOptionalPartMayBeMissing) {
     if (mask & 8) builder.list(kPartProvides, list);
     if (mask & 16) builder.list(kPartConflicts, list);
     if (mask & 32) builder.image();
-    Pack pack(builder);
+    PackReading pack(builder);
     PackageInfo info;
     ASSERT_TRUE(info.readFrom(pack.stream())) << mask;
     EXPECT_EQ(info.arch, mask & 1 ? "mipsel" : "i386") << mask;
@@ -274,7 +263,7 @@ TEST(ReadHeader, PartBehindItsTurnIsNotRead) {
   const std::string list = dependencyList({dep("x")});
   for (std::size_t late = 0; late < std::size(kInTurn); ++late) {
     for (std::size_t before = late + 1; before < std::size(kInTurn); ++before) {
-      Pack pack(package().part(kInTurn[before], list).part(kInTurn[late], list));
+      PackReading pack(package().part(kInTurn[before], list).part(kInTurn[late], list));
       PackageInfo info;
       ASSERT_TRUE(info.readFrom(pack.stream())) << late << ' ' << before;
       EXPECT_EQ(pack.type(), kInTurn[late]) << late << ' ' << before;
@@ -290,7 +279,7 @@ TEST(ReadHeader, PartBehindItsTurnIsNotRead) {
 TEST(ReadHeader, SecondPartOfAKindIsNotRead) {
   const std::string list = dependencyList({dep("x")});
   for (const std::uint16_t type : kInTurn) {
-    Pack pack(package().part(type, list).part(type, list));
+    PackReading pack(package().part(type, list).part(type, list));
     PackageInfo info;
     ASSERT_TRUE(info.readFrom(pack.stream())) << type;
     EXPECT_EQ(pack.type(), type);
@@ -300,7 +289,8 @@ TEST(ReadHeader, SecondPartOfAKindIsNotRead) {
 }
 
 TEST(ReadHeader, ImageMarkerIsSeenAndLeftAlone) {
-  Pack pack(package().list(kPartConflicts, {}).image("contents").part(kPartDescription, "behind"));
+  PackReading pack(
+      package().list(kPartConflicts, {}).image("contents").part(kPartDescription, "behind"));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_TRUE(info.hasImage);
@@ -309,7 +299,7 @@ TEST(ReadHeader, ImageMarkerIsSeenAndLeftAlone) {
 }
 
 TEST(ReadHeader, ImageMarkerBehindItsTurnIsNotSeen) {
-  Pack pack(package().header("next", kVersion).image());
+  PackReading pack(package().header("next", kVersion).image());
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_FALSE(info.hasImage);
@@ -317,11 +307,11 @@ TEST(ReadHeader, ImageMarkerBehindItsTurnIsNotSeen) {
 }
 
 TEST(ReadHeader, LeavesTheStreamGoodOnThePartBehind) {
-  Pack pack(package()
-                .part(kPartArchitecture, "mipsel")
-                .part(kPartDescription, "text")
-                .list(kPartRequires, {dep("x")})
-                .header("next", kVersion));
+  PackReading pack(package()
+                       .part(kPartArchitecture, "mipsel")
+                       .part(kPartDescription, "text")
+                       .list(kPartRequires, {dep("x")})
+                       .header("next", kVersion));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_TRUE(pack.stream().good());
@@ -329,11 +319,11 @@ TEST(ReadHeader, LeavesTheStreamGoodOnThePartBehind) {
 }
 
 TEST(ReadHeader, PartsThatTheStreamDoesNotAcceptAreInvisible) {
-  Pack pack(package()
-                .part(kPartOnInstall, "script")
-                .part(kPartArchitecture, "mipsel")
-                .part(99, "unknown")
-                .part(kPartDescription, "text"));
+  PackReading pack(package()
+                       .part(kPartOnInstall, "script")
+                       .part(kPartArchitecture, "mipsel")
+                       .part(99, "unknown")
+                       .part(kPartDescription, "text"));
   PackageInfo info;
   ASSERT_TRUE(info.readFrom(pack.stream()));
   EXPECT_EQ(info.arch, "mipsel");
@@ -357,7 +347,7 @@ TEST(ReadHeader, DescriptionStaysEmptyWhenTheStreamDoesNotAcceptIt) {
 TEST(ReadHeader, FailsOnATextThatIsCutShort) {
   for (const std::uint16_t type : kTexts) {
     for (const std::uint32_t length : {1u, 5u, 0xFFFFFFFFu}) {
-      Pack pack(package().partHeader(type, length).raw(length == 1 ? "" : "text"));
+      PackReading pack(package().partHeader(type, length).raw(length == 1 ? "" : "text"));
       PackageInfo info;
       EXPECT_FALSE(info.readFrom(pack.stream())) << type << ' ' << length;
     }
@@ -368,7 +358,7 @@ TEST(ReadHeader, FailsOnAListThatIsCutShort) {
   const std::string list = dependencyList({dep("x")});
   for (const std::uint16_t type : kLists) {
     for (std::size_t size = 0; size < list.size(); ++size) {
-      Pack pack(package().part(type, list.substr(0, size)).part(kPartImage, list));
+      PackReading pack(package().part(type, list.substr(0, size)).part(kPartImage, list));
       PackageInfo info;
       EXPECT_FALSE(info.readFrom(pack.stream())) << type << ' ' << size;
     }
@@ -384,7 +374,7 @@ TEST(LargestBlock, IsSeen) {
 
 TEST(ReadHeader, TextLengthThatLiesTakesNoMemory) {
   for (const std::uint16_t type : kTexts) {
-    Pack pack(package().partHeader(type, 0xFFFFFFFF).raw("few bytes"));
+    PackReading pack(package().partHeader(type, 0xFFFFFFFF).raw("few bytes"));
     PackageInfo info;
     forgetLargestBlock();
     EXPECT_FALSE(info.readFrom(pack.stream()));
@@ -393,7 +383,7 @@ TEST(ReadHeader, TextLengthThatLiesTakesNoMemory) {
 }
 
 TEST(ReadHeader, HeaderLengthThatLiesTakesNoMemory) {
-  Pack pack(
+  PackReading pack(
       PackBuilder().partHeader(kPartPackage, 0xFFFFFFFF).raw(packageHeader("a", kVersion, kBuilt)));
   PackageInfo info;
   forgetLargestBlock();
@@ -406,7 +396,7 @@ TEST(ReadHeader, HeaderLengthThatLiesTakesNoMemory) {
 TEST(ReadHeader, ListLengthThatLiesTakesNoMemory) {
   const std::string list = dependencyList({dep("x"), dep("y")});
   for (const std::uint16_t type : kLists) {
-    Pack pack(package().partHeader(type, 0xFFFFFFFF).raw("\xFF\xFF" + list.substr(2)));
+    PackReading pack(package().partHeader(type, 0xFFFFFFFF).raw("\xFF\xFF" + list.substr(2)));
     PackageInfo info;
     forgetLargestBlock();
     EXPECT_FALSE(info.readFrom(pack.stream()));
@@ -422,7 +412,7 @@ struct ListRead {
 };
 
 ListRead readList(const std::string& contents, const std::vector<PackageDep>& before = {}) {
-  Pack pack(PackBuilder().part(kPartRequires, contents));
+  PackReading pack(PackBuilder().part(kPartRequires, contents));
   ListRead result{false, before};
   result.ok = readDeps(pack.stream(), result.list);
   return result;

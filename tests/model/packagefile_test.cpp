@@ -18,14 +18,6 @@
 
 namespace {
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
-PackageDep dep(const std::string& name) {
-  PackageDep result;
-  result.name = name;
-  return result;
-}
-
 // A folder with one package file in it.
 class PackageFileTest : public testing::Test {
  protected:

@@ -3,6 +3,7 @@
 #include "model/packagefile.h"
 #include "model/version.h"
 #include "tests/model/allocations.h"
+#include "tests/support/packbuilder.h"
 
 #include <gtest/gtest.h>
 
@@ -14,16 +15,6 @@ constexpr std::uint32_t k3_0 = packVersion(3, 0, kKindFinal, 0);
 constexpr std::uint32_t k3_20rc2 = packVersion(3, 20, kKindCandidate, 2);
 constexpr std::uint32_t k3_22 = packVersion(3, 22, kKindFinal, 0);
 constexpr std::uint32_t k4_0 = packVersion(4, 0, kKindFinal, 0);
-
-PackageDep dep(const std::string& name, std::uint32_t minVersion = 0, std::uint32_t maxVersion = 0,
-               std::int32_t weight = 0) {
-  PackageDep result;
-  result.name = name;
-  result.minVersion = minVersion;
-  result.maxVersion = maxVersion;
-  result.weight = weight;
-  return result;
-}
 
 PackageDep offer(const std::string& name, std::int32_t weight) { return dep(name, 0, 0, weight); }
 

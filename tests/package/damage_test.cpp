@@ -1,15 +1,13 @@
 // Every file of a record, cut at every byte and with every bit flipped. What must come out is
 // worked out here, word by word, from the damaged text in memory.
 #include "package/package.h"
+#include "tests/package/tool.h"
 #include "tests/support/inroot.h"
 
 #include <map>
 #include <sstream>
 
 namespace {
-
-const char kMeta[] = "/flash/var/pdb/tool/";
-const char kSchedule[] = "/ram/pdb/tool/schedule";
 
 using Texts = std::map<std::string, std::string>;
 

@@ -1,5 +1,6 @@
 // Unpacking of the file archive: where entries land, what they become, what they may not do.
 #include "tests/package/installworld.h"
+#include "tests/package/tool.h"
 #include "tests/support/systemcalls.h"
 
 #include <cerrno>
@@ -15,8 +16,6 @@
 #include <unistd.h>
 
 namespace {
-
-const char kBroken[] = "ERROR: installation of tool-1.0 failed: broken package\n";
 
 std::string notCreated(const std::string& what, int error) {
   return "ERROR: installation of tool-1.0 failed: could not create " + what + ": " +

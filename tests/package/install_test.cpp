@@ -1,5 +1,6 @@
 // The installation of one package: its parts in their order, its record, its end, its rollback.
 #include "tests/package/installworld.h"
+#include "tests/package/tool.h"
 #include "tests/support/systemcalls.h"
 #include "tests/support/vectors.h"
 
@@ -12,9 +13,6 @@
 #include <unistd.h>
 
 namespace {
-
-const char kBroken[] = "ERROR: installation of tool-1.0 failed: broken package\n";
-const char kPrologue[] = "#!/bin/bash\n\n. /tarn/lib/install/profile.sh\n\n";
 
 class Install : public InstallWorld {
  protected:

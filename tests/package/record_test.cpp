@@ -1,6 +1,8 @@
 #include "model/version.h"
 #include "package/package.h"
+#include "tests/package/tool.h"
 #include "tests/support/inroot.h"
+#include "tests/support/packbuilder.h"
 #include "tests/support/systemcalls.h"
 
 #include <cerrno>
@@ -12,19 +14,6 @@ namespace {
 
 constexpr std::uint32_t kOne = packVersion(1, 0, kKindFinal, 0);
 constexpr std::uint32_t kTwo = packVersion(2, 0, kKindFinal, 0);
-
-const char kMeta[] = "/flash/var/pdb/tool/";
-const char kSchedule[] = "/ram/pdb/tool/schedule";
-
-PackageDep dep(const std::string& name, std::uint32_t min, std::uint32_t max,
-               std::int32_t weight = 0) {
-  PackageDep result;
-  result.name = name;
-  result.minVersion = min;
-  result.maxVersion = max;
-  result.weight = weight;
-  return result;
-}
 
 std::string text(const std::vector<PackageDep>& list) {
   std::string result;
@@ -349,16 +338,16 @@ TEST_F(Record, EmptyBundleFileNamesNone) {
   EXPECT_EQ(package_.bundle.name, "");
 }
 
-struct State {
+struct StateFile {
   const char* text;
   bool userForced;
 };
 
-std::ostream& operator<<(std::ostream& out, const State& state) {
+std::ostream& operator<<(std::ostream& out, const StateFile& state) {
   return out << '"' << state.text << '"';
 }
 
-class RecordState : public Record, public testing::WithParamInterface<State> {};
+class RecordState : public Record, public testing::WithParamInterface<StateFile> {};
 
 TEST_P(RecordState, IsAutomaticOnlyWhenTheFirstLineSaysSo) {
   putWhole();
@@ -369,12 +358,12 @@ TEST_P(RecordState, IsAutomaticOnlyWhenTheFirstLineSaysSo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, RecordState,
-                         testing::Values(State{"auto\n", false}, State{"auto", false},
-                                         State{"auto\nuser\n", false}, State{"user\n", true},
-                                         State{"", true}, State{"\n", true},
-                                         State{"\nauto\n", true}, State{"auto \n", true},
-                                         State{" auto\n", true}, State{"auto\r\n", true},
-                                         State{"Auto\n", true}));
+                         testing::Values(StateFile{"auto\n", false}, StateFile{"auto", false},
+                                         StateFile{"auto\nuser\n", false},
+                                         StateFile{"user\n", true}, StateFile{"", true},
+                                         StateFile{"\n", true}, StateFile{"\nauto\n", true},
+                                         StateFile{"auto \n", true}, StateFile{" auto\n", true},
+                                         StateFile{"auto\r\n", true}, StateFile{"Auto\n", true}));
 
 TEST_F(Record, EnabledMarkerMeansTheUserAsked) {
   for (const char* contents : {"user\n", "auto\n", ""}) {

@@ -1,5 +1,6 @@
 // The scripts of a package: what is stored, and how the install script is run.
 #include "tests/package/installworld.h"
+#include "tests/package/tool.h"
 #include "tests/support/systemcalls.h"
 
 #include <cerrno>
@@ -11,8 +12,6 @@
 
 namespace {
 
-const char kPrologue[] = "#!/bin/bash\n\n. /tarn/lib/install/profile.sh\n\n";
-const char kMeta[] = "/flash/var/pdb/tool/";
 const char kFailed[] = "WARNING: package tool-1.0 oninstall script failed\n";
 
 class Scripts : public InstallWorld {

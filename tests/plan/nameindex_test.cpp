@@ -1,6 +1,7 @@
 #include "plan/nameindex.h"
 
 #include "model/packageinfo.h"
+#include "tests/support/packbuilder.h"
 
 #include <gmock/gmock.h>
 
@@ -8,12 +9,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-PackageDep dep(const std::string& name) {
-  PackageDep result;
-  result.name = name;
-  return result;
-}
 
 // "own" with one name of each kind, and a package that it carries with the same.
 class NameIndexTest : public testing::Test {

@@ -24,14 +24,6 @@ void appendLists(PackBuilder& file, const PackContents& pack) {
 
 }  // namespace
 
-PackageDep dep(const std::string& name, std::uint32_t minVersion, std::uint32_t maxVersion) {
-  PackageDep result;
-  result.name = name;
-  result.minVersion = minVersion;
-  result.maxVersion = maxVersion;
-  return result;
-}
-
 void appendPackage(PackBuilder& file, const PackContents& pack) {
   file.header(pack.name, pack.version);
   appendLists(file, pack);

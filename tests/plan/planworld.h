@@ -13,8 +13,6 @@
 constexpr std::uint32_t k1_0 = packVersion(1, 0, kKindFinal, 0);
 constexpr std::uint32_t k2_0 = packVersion(2, 0, kKindFinal, 0);
 
-PackageDep dep(const std::string& name, std::uint32_t minVersion = 0, std::uint32_t maxVersion = 0);
-
 // One package of a file: header, "mipsel", lists, one archive with the file /opt/<name> that holds
 // the version text, signature. Members are public to be changed before it is put into a file.
 struct PackContents {

@@ -26,16 +26,6 @@ std::string recordText(const std::string& name, std::vector<MetaFile> files) {
 
 }  // namespace
 
-PackageDep dep(const std::string& name, std::uint32_t minVersion, std::uint32_t maxVersion,
-               std::int32_t weight) {
-  PackageDep result;
-  result.name = name;
-  result.minVersion = minVersion;
-  result.maxVersion = maxVersion;
-  result.weight = weight;
-  return result;
-}
-
 void Pack::appendTo(PackBuilder& builder) const {
   builder.header(name, version, buildTime);
   if (arch) builder.part(kPartArchitecture, *arch);

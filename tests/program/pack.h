@@ -21,10 +21,6 @@ enum Version : std::uint32_t {
   k3_23 = 0x03176600,
 };
 
-// Both bounds open unless given.
-PackageDep dep(const std::string& name, std::uint32_t minVersion = 0, std::uint32_t maxVersion = 0,
-               std::int32_t weight = 0);
-
 // One package, and how to make its file.
 struct Pack {
   std::string name;

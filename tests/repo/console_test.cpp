@@ -1,6 +1,7 @@
 // Every byte that goes to the console.
 #include "repo/repo.h"
 #include "stream/ipackstream.h"
+#include "tests/repo/statusline.h"
 #include "tests/support/inroot.h"
 #include "tests/support/packbuilder.h"
 
@@ -8,8 +9,6 @@
 
 namespace {
 
-std::string drawn(const std::string& text) { return "\033[?25l\r" + text + "\r\033[?25h"; }
-std::string spaces(std::size_t count) { return std::string(count, ' '); }
 std::string blankLine() { return "\r" + spaces(79) + "\r"; }
 
 class Console : public InRoot {

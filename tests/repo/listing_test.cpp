@@ -2,6 +2,7 @@
 #include "model/version.h"
 #include "repo/repo.h"
 #include "tests/support/inroot.h"
+#include "tests/support/packbuilder.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -29,8 +30,6 @@ class Listing : public InRoot {
            '\n';
   }
 };
-
-constexpr std::uint32_t kVersion = packVersion(3, 22, kKindFinal, 0);
 
 TEST_F(Listing, EmptyRepositoryHasTheHeaderOnly) {
   repo_->showPackages();

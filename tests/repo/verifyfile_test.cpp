@@ -1,13 +1,11 @@
 // Verification of one package file, and what it says.
 #include "repo/repo.h"
+#include "tests/repo/statusline.h"
 #include "tests/support/inroot.h"
 #include "tests/support/packbuilder.h"
 #include "tests/support/sign.h"
 
 namespace {
-
-std::string drawn(const std::string& text) { return "\033[?25l\r" + text + "\r\033[?25h"; }
-std::string spaces(std::size_t count) { return std::string(count, ' '); }
 
 class VerifyFile : public InRoot {
  protected:

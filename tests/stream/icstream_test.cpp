@@ -1,5 +1,6 @@
 #include "stream/icstream.h"
 
+#include "tests/stream/readcount.h"
 #include "tests/support/packbuilder.h"
 
 #include <cstdlib>
@@ -47,13 +48,6 @@ std::string readAll(std::istream& in) {
   while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
     data.append(chunk, static_cast<std::size_t>(in.gcount()));
   }
-  return data;
-}
-
-std::string readCount(std::istream& in, std::size_t count) {
-  std::string data(count, '\0');
-  in.read(&data[0], static_cast<std::streamsize>(count));
-  data.resize(static_cast<std::size_t>(in.gcount()));
   return data;
 }
 

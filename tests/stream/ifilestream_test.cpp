@@ -1,5 +1,7 @@
 #include "stream/ifilestream.h"
 
+#include "tests/stream/readcount.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -34,22 +36,15 @@ class IfilestreamTest : public testing::Test {
   std::string folder_;
 };
 
-std::string pattern(std::size_t size) {
+std::string steps(std::size_t size) {
   std::string data;
   for (std::size_t i = 0; i < size; ++i) data += static_cast<char>(i * 7 + i / 256);
   return data;
 }
 
-std::string readAll(std::istream& in) {
+std::string readByByte(std::istream& in) {
   std::string data;
   for (int c = in.get(); c != EOF; c = in.get()) data += static_cast<char>(c);
-  return data;
-}
-
-std::string readCount(std::istream& in, std::size_t count) {
-  std::string data(count, '\0');
-  in.read(&data[0], static_cast<std::streamsize>(count));
-  data.resize(static_cast<std::size_t>(in.gcount()));
   return data;
 }
 
@@ -81,13 +76,13 @@ TEST_F(IfilestreamTest, ReadsAnEmptyFile) {
 }
 
 TEST_F(IfilestreamTest, ReadsEveryByteByByte) {
-  const std::string data = pattern(10000);
+  const std::string data = steps(10000);
   ifilestream in(put(data));
-  EXPECT_EQ(readAll(in), data);
+  EXPECT_EQ(readByByte(in), data);
 }
 
 TEST_F(IfilestreamTest, ReadsEveryByteInAnySteps) {
-  const std::string data = pattern(20000);
+  const std::string data = steps(20000);
   const std::string path = put(data);
   for (std::size_t step : {1u, 6u, 4095u, 4096u, 4097u, 9000u, 20000u, 30000u}) {
     ifilestream in(path);
@@ -98,7 +93,7 @@ TEST_F(IfilestreamTest, ReadsEveryByteInAnySteps) {
 }
 
 TEST_F(IfilestreamTest, ReadsEveryByteInMixedSteps) {
-  const std::string data = pattern(50000);
+  const std::string data = steps(50000);
   ifilestream in(put(data));
   std::string got;
   for (std::size_t step = 1; in; step = step * 3 % 10007) got += readCount(in, step);
@@ -106,7 +101,7 @@ TEST_F(IfilestreamTest, ReadsEveryByteInMixedSteps) {
 }
 
 TEST_F(IfilestreamTest, LargeReadTakesNoMoreThanWasAskedFor) {
-  const int descriptor = open(put(pattern(20000)).c_str(), O_RDONLY);
+  const int descriptor = open(put(steps(20000)).c_str(), O_RDONLY);
   {
     ifilestream in(descriptor);
     EXPECT_EQ(readCount(in, 8192).size(), 8192u);
@@ -116,7 +111,7 @@ TEST_F(IfilestreamTest, LargeReadTakesNoMoreThanWasAskedFor) {
 }
 
 TEST_F(IfilestreamTest, SmallReadFillsTheBuffer) {
-  const int descriptor = open(put(pattern(20000)).c_str(), O_RDONLY);
+  const int descriptor = open(put(steps(20000)).c_str(), O_RDONLY);
   {
     ifilestream in(descriptor);
     readCount(in, 6);
@@ -126,24 +121,24 @@ TEST_F(IfilestreamTest, SmallReadFillsTheBuffer) {
 }
 
 TEST_F(IfilestreamTest, OneCharacterCanBePutBackAfterAnyRead) {
-  const std::string data = pattern(20000);
+  const std::string data = steps(20000);
   const std::string path = put(data);
   for (std::size_t count : {1u, 4095u, 4096u, 4097u, 8191u, 8192u, 8193u, 20000u}) {
     ifilestream in(path);
     readCount(in, count);
     EXPECT_EQ(in.rdbuf()->sungetc(), static_cast<unsigned char>(data[count - 1])) << count;
-    EXPECT_EQ(readAll(in), data.substr(count - 1)) << count;
+    EXPECT_EQ(readByByte(in), data.substr(count - 1)) << count;
   }
 }
 
 TEST_F(IfilestreamTest, OneCharacterCanBePutBackJustAfterARefill) {
-  const std::string data = pattern(5000);
+  const std::string data = steps(5000);
   ifilestream in(put(data));
   readCount(in, 4096 - 1);
   in.get();
   in.peek();  // refills
   EXPECT_EQ(in.rdbuf()->sungetc(), static_cast<unsigned char>(data[4095]));
-  EXPECT_EQ(readAll(in), data.substr(4095));
+  EXPECT_EQ(readByByte(in), data.substr(4095));
 }
 
 TEST_F(IfilestreamTest, NothingCanBePutBackAtTheStart) {
@@ -154,7 +149,7 @@ TEST_F(IfilestreamTest, NothingCanBePutBackAtTheStart) {
 }
 
 TEST_F(IfilestreamTest, TellsItsPositionWithoutLosingTheBuffer) {
-  const int descriptor = open(put(pattern(9000)).c_str(), O_RDONLY);
+  const int descriptor = open(put(steps(9000)).c_str(), O_RDONLY);
   {
     ifilestream in(descriptor);
     EXPECT_EQ(in.tellg(), 0);
@@ -169,7 +164,7 @@ TEST_F(IfilestreamTest, TellsItsPositionWithoutLosingTheBuffer) {
 }
 
 TEST_F(IfilestreamTest, SeeksFromStartPositionAndEnd) {
-  const std::string data = pattern(9000);
+  const std::string data = steps(9000);
   ifilestream in(put(data));
   readCount(in, 10);
   in.seekg(5, std::ios_base::cur);
@@ -180,11 +175,11 @@ TEST_F(IfilestreamTest, SeeksFromStartPositionAndEnd) {
   in.seekg(8000);
   EXPECT_EQ(readCount(in, 3), data.substr(8000, 3));
   in.seekg(-4, std::ios_base::end);
-  EXPECT_EQ(readAll(in), data.substr(8996));
+  EXPECT_EQ(readByByte(in), data.substr(8996));
 }
 
 TEST_F(IfilestreamTest, RefusesAPositionBeforeTheFile) {
-  const std::string data = pattern(100);
+  const std::string data = steps(100);
   ifilestream in(put(data));
   readCount(in, 10);
   std::streambuf* const file = in.rdbuf();
@@ -194,11 +189,11 @@ TEST_F(IfilestreamTest, RefusesAPositionBeforeTheFile) {
   EXPECT_EQ(file->pubseekpos(-5), refused);
   EXPECT_EQ(file->pubseekoff(std::numeric_limits<std::streamoff>::min(), std::ios_base::cur),
             refused);
-  EXPECT_EQ(readAll(in), data.substr(10));  // and stays where it is
+  EXPECT_EQ(readByByte(in), data.substr(10));  // and stays where it is
 }
 
 TEST_F(IfilestreamTest, KnowsWhatARegularFileHasLeft) {
-  ifilestream in(put(pattern(9000)));
+  ifilestream in(put(steps(9000)));
   EXPECT_EQ(in.rdbuf()->in_avail(), 9000);
   readCount(in, 4096);
   EXPECT_EQ(in.rdbuf()->in_avail(), 9000 - 4096);
@@ -247,13 +242,13 @@ class IfilestreamPipe : public testing::Test {
 int IfilestreamPipe::ends_[2] = {-1, -1};
 
 TEST_F(IfilestreamPipe, ReadsToTheEndOfThePipe) {
-  const std::string data = pattern(30000);
+  const std::string data = steps(30000);
   send(data);
   closeEnd(1);
   ifilestream in(ends_[0]);
   EXPECT_EQ(readCount(in, 6), data.substr(0, 6));
   EXPECT_EQ(readCount(in, 20000), data.substr(6, 20000));
-  EXPECT_EQ(readAll(in), data.substr(20006));
+  EXPECT_EQ(readByByte(in), data.substr(20006));
 }
 
 TEST_F(IfilestreamPipe, CannotSeekAndReadsOn) {
@@ -265,7 +260,7 @@ TEST_F(IfilestreamPipe, CannotSeekAndReadsOn) {
   EXPECT_EQ(in.rdbuf()->pubseekoff(2, std::ios_base::cur), refused);
   EXPECT_EQ(in.rdbuf()->pubseekoff(0, std::ios_base::cur), refused);
   EXPECT_EQ(in.rdbuf()->pubseekpos(4), refused);
-  EXPECT_EQ(readAll(in), "bcdef");
+  EXPECT_EQ(readByByte(in), "bcdef");
   EXPECT_EQ(in.rdbuf()->in_avail(), 0);
 }
 
@@ -289,7 +284,7 @@ TEST_F(IfilestreamPipe, InterruptedReadGoesOn) {
   const itimerval never = {};
   setitimer(ITIMER_REAL, &every, nullptr);
   ifilestream in(ends_[0]);
-  EXPECT_EQ(readAll(in), "x");
+  EXPECT_EQ(readByByte(in), "x");
   setitimer(ITIMER_REAL, &never, nullptr);
   sigaction(SIGALRM, &before, nullptr);
   EXPECT_GE(signals, 2);

@@ -1,6 +1,7 @@
 #include "stream/ipackstream.h"
 
 #include "stream/ifilestream.h"
+#include "tests/stream/sha1text.h"
 #include "tests/support/hex.h"
 #include "tests/support/packbuilder.h"
 #include "tests/support/sign.h"
@@ -16,8 +17,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-const char kDigestOfNothing[] = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
 
 // Bytes in memory that count how they are taken.
 class CountingSource : public std::stringbuf {
@@ -92,14 +91,6 @@ class Pack {
 const Pack::Mode kModes[] = {Pack::kPlain, Pack::kHash, Pack::kCopy, Pack::kHashAndCopy};
 
 bool isAtEnd(const std::istream& in) { return in.fail() && in.eof() && !in.bad(); }
-
-std::string sha1(const std::string& data) {
-  SHA1 hasher;
-  hasher.update(data.data(), static_cast<unsigned>(data.size()));
-  unsigned char out[SHA1::kDigestSize];
-  hasher.digest(out);
-  return hex(std::string(out, out + sizeof out));
-}
 
 // --- The file header
 

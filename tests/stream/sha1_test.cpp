@@ -1,6 +1,6 @@
 #include "stream/sha1.h"
 
-#include "tests/support/hex.h"
+#include "tests/stream/sha1text.h"
 
 #include <algorithm>
 #include <string>
@@ -8,20 +8,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-std::string digestOf(SHA1& sha1) {
-  unsigned char out[SHA1::kDigestSize];
-  sha1.digest(out);
-  return hex(std::string(out, out + sizeof out));
-}
-
-std::string sha1(const std::string& data) {
-  SHA1 hasher;
-  hasher.update(data.data(), static_cast<unsigned>(data.size()));
-  return digestOf(hasher);
-}
-
-const char kDigestOfNothing[] = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
 
 // FIPS 180-2, appendix A.
 TEST(Sha1, AgreesWithTheExamplesOfTheStandard) {

@@ -41,7 +41,6 @@ void makeKnown(ProductData& data, const PackBuilder& package) {
 
 constexpr std::size_t kFileHeader = FileHeader::kSize;
 constexpr std::size_t kSignature = SignatureRecord::kSize;
-constexpr std::uint32_t kVersion = 0x03166600;
 
 // As random bytes, which deflating leaves at about their size; verification does not look inside.
 std::string contentsOf(std::size_t size) {

@@ -16,6 +16,16 @@ std::string bytesOf(const Record& record) {
 
 }  // namespace
 
+PackageDep dep(const std::string& name, std::uint32_t minVersion, std::uint32_t maxVersion,
+               std::int32_t weight) {
+  PackageDep result;
+  result.name = name;
+  result.minVersion = minVersion;
+  result.maxVersion = maxVersion;
+  result.weight = weight;
+  return result;
+}
+
 ArchiveBuilder& ArchiveBuilder::owner(std::uint16_t user, std::uint16_t group) {
   next_.setUser(user);
   next_.setGroup(group);

@@ -9,6 +9,13 @@
 #include <string>
 #include <vector>
 
+// 3.22, where any version does.
+constexpr std::uint32_t kVersion = 0x03166600;
+
+// Both bounds open unless given.
+PackageDep dep(const std::string& name, std::uint32_t minVersion = 0, std::uint32_t maxVersion = 0,
+               std::int32_t weight = 0);
+
 // The file archive of a package: entries back to back.
 class ArchiveBuilder {
  public:

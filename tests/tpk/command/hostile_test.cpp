@@ -21,8 +21,6 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
 ArchiveBuilder smallArchive() {
   return ArchiveBuilder()
       .directory("d")

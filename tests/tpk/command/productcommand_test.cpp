@@ -15,8 +15,6 @@ namespace {
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
 class ProductCommand : public TpkProgram {
  protected:
   ProductCommand() { EXPECT_TRUE(run({"product", "new", "mine"}).exited(0)); }

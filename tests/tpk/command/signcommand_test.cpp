@@ -12,8 +12,6 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
 std::string unsignedPackage(const std::string& name) {
   return PackBuilder().header(name, kVersion).part(kPartArchitecture, "mips").finish();
 }

@@ -11,22 +11,22 @@
 
 namespace {
 
-std::string bytesOf(const unsigned char* bytes) {
+std::string stringOf(const unsigned char* bytes) {
   return std::string(reinterpret_cast<const char*>(bytes), 32);
 }
 
 TEST(NewProduct, PublicKeyIsTheMultipleOfTheBasePoint) {
   SigningKey key;
   const auto data = makeProductData(key);
-  EXPECT_EQ(hex(bytesOf(data->publicKey)),
-            hex(SlowPoint::base().times(bytesOf(key.bytes)).xBytes()));
+  EXPECT_EQ(hex(stringOf(data->publicKey)),
+            hex(SlowPoint::base().times(stringOf(key.bytes)).xBytes()));
 }
 
 TEST(NewProduct, RootSelectorIsEitherRootOfMinusOne) {
   std::set<std::string> selectors;
   for (int round = 0; round < 40; ++round) {
     SigningKey key;
-    selectors.insert(bytesOf(makeProductData(key)->rootSelector));
+    selectors.insert(stringOf(makeProductData(key)->rootSelector));
   }
   EXPECT_EQ(selectors.size(), 2U);
   for (const std::string& selector : selectors) {

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
 class SignPackages : public ::testing::Test {
  protected:
   SignPackages() : data_(readProductData(PRODUCT_DATA_DIR)) {

@@ -62,8 +62,8 @@ bool verifiesIndependently(const ProductData& product, const std::string& record
          hashOf(product, point).substr(0, check.size()) == check;
 }
 
-struct Product {
-  Product() : data(makeProductData(key)) {}
+struct MadeProduct {
+  MadeProduct() : data(makeProductData(key)) {}
 
   // The other of the two roots of -1.
   void turnSelector() {
@@ -99,7 +99,7 @@ TEST(Signer, SignaturesVerifyWithEitherRoot) {
   TestRandom random;
   bool met[2] = {};
   for (int round = 0; round < 6; ++round) {
-    Product product;
+    MadeProduct product;
     for (int selector = 0; selector < 2; ++selector) {
       met[product.rootIsOfTheMultiple()] = true;
       expectGoodSignatures(*product.data, product.key, random);
@@ -126,7 +126,7 @@ std::string sign(const ProductData& product, const SigningKey& key, const std::s
 }
 
 TEST(Signer, SignsTheSamePackageTheSameWay) {
-  const Product product;
+  const MadeProduct product;
   const std::string digest(SignatureRecord::kDigestSize, 'd');
   const std::string signature = sign(*product.data, product.key, digest);
   EXPECT_EQ(signature.substr(0, 20), digest);
@@ -135,7 +135,7 @@ TEST(Signer, SignsTheSamePackageTheSameWay) {
 
 // Each of these with one r in common would tell the key.
 TEST(Signer, NoTwoSignaturesShareTheirPoint) {
-  Product product;
+  MadeProduct product;
   const std::string digest(SignatureRecord::kDigestSize, 'd');
   std::set<std::string> points;
   const auto add = [&](const std::string& of) {
@@ -157,11 +157,11 @@ TEST(Signer, NoTwoSignaturesShareTheirPoint) {
 }
 
 TEST(Signer, OtherKeysChooseOtherPoints) {
-  Product product;
+  MadeProduct product;
   const std::string digest(SignatureRecord::kDigestSize, 'd');
   const std::string point =
       signedPoint(*product.data, sign(*product.data, product.key, digest), digest);
-  const Product other;
+  const MadeProduct other;
   std::copy_n(other.data->publicKey, sizeof other.data->publicKey, product.data->publicKey);
   EXPECT_NE(signedPoint(*product.data, sign(*product.data, other.key, digest), digest), point);
 }
@@ -180,8 +180,8 @@ TEST(Signer, PointIsTheMultipleByAHashOfKeyAndDigest) {
 }
 
 TEST(Signer, OtherKeysMakeOtherSignatures) {
-  const Product product;
-  const Product other;
+  const MadeProduct product;
+  const MadeProduct other;
   const ProductInUse inUse(*product.data);
   // As somebody would forge: everything but the key is the product's.
   ProductData forged = *product.data;
@@ -191,14 +191,14 @@ TEST(Signer, OtherKeysMakeOtherSignatures) {
 }
 
 TEST(Signer, RefusesAKeyThatIsNotThePublicKeys) {
-  const Product product;
-  const Product other;
+  const MadeProduct product;
+  const MadeProduct other;
   EXPECT_EQ(failureOf([&] { Signer(*product.data, other.key); }),
             "signing-key: is not the key of public-key");
 }
 
 TEST(Signer, RefusesAKeyOfNothing) {
-  const Product product;
+  const MadeProduct product;
   const SigningKey zero;
   EXPECT_EQ(failureOf([&] { Signer(*product.data, zero); }),
             "signing-key: is a multiple of the group's order");
@@ -207,7 +207,7 @@ TEST(Signer, RefusesAKeyOfNothing) {
 // Without a root of -1 half of all keys have no point for the verifier.
 TEST(Signer, RefusesAKeyThatTheVerifierFindsNoPointFor) {
   for (;;) {
-    Product product;
+    MadeProduct product;
     std::fill(std::begin(product.data->rootSelector), std::end(product.data->rootSelector), 1);
     const SlowNumber x = SlowNumber::fromBytes(bytesOf(product.data->publicKey));
     SlowNumber y;
@@ -221,7 +221,7 @@ TEST(Signer, RefusesAKeyThatTheVerifierFindsNoPointFor) {
 
 TEST(Signer, TakesAKeyAboveTheGroupOrder) {
   TestRandom random;
-  Product product;
+  MadeProduct product;
   // One more group order: the same multiple of the base point.
   const std::string order =
       unhex("edd3f55c1a631258d69cf7a2def9de1400000000000000000000000000000010");

@@ -15,14 +15,6 @@
 
 namespace {
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
-PackageDep dep(const std::string& name) {
-  PackageDep entry;
-  entry.name = name;
-  return entry;
-}
-
 class PackReader : public ::testing::Test {
  protected:
   PackedFile read(const std::string& package) {

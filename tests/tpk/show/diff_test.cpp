@@ -9,16 +9,6 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
-PackageDep dep(const std::string& name, std::uint32_t low = 0, std::int32_t weight = 0) {
-  PackageDep entry;
-  entry.name = name;
-  entry.minVersion = low;
-  entry.weight = weight;
-  return entry;
-}
-
 class DiffCommand : public TpkProgram {
  protected:
   ProcessResult diff(const std::string& before, const std::string& after) const {
@@ -72,10 +62,10 @@ signed: no -> yes
 TEST_F(DiffCommand, SaysWhatChangedInTheRelations) {
   EXPECT_EQ(changes(package()
                         .list(kPartRequires, {dep("system", kVersion), dep("gone"), dep("same")})
-                        .list(kPartProvides, {dep("api", 0, 1)}),
+                        .list(kPartProvides, {dep("api", 0, 0, 1)}),
                     package()
                         .list(kPartRequires, {dep("same"), dep("new"), dep("system")})
-                        .list(kPartProvides, {dep("api", 0, 2)})
+                        .list(kPartProvides, {dep("api", 0, 0, 2)})
                         .list(kPartConflicts, {dep("rival")})),
             R"(requires: system >= 3.22 -> system
 requires: - gone

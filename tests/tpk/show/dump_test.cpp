@@ -24,7 +24,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr std::uint32_t k1_0 = 0x01006600;
+constexpr std::uint32_t kOne = 0x01006600;
 
 class DumpFile : public ::testing::Test {
  protected:
@@ -41,7 +41,7 @@ class DumpFile : public ::testing::Test {
     return out.str().substr(path.size());
   }
 
-  static PackBuilder pack() { return PackBuilder().header("one", k1_0); }
+  static PackBuilder pack() { return PackBuilder().header("one", kOne); }
 
   TempFolder temp_;
   bool good_ = true;
@@ -170,7 +170,7 @@ TEST_F(DumpFile, GoesOnBehindWhatIsWrong) {
 
 TEST_F(DumpFile, EveryBadPackageOfABundleIsPointedAt) {
   const std::string text = dump(
-      PackBuilder().bundleHeader("all", k1_0).header("one", k1_0).header("two", k1_0).finish());
+      PackBuilder().bundleHeader("all", kOne).header("one", kOne).header("two", kOne).finish());
   EXPECT_EQ(count(text, "^ here: one-1.0: neither signed"), 1U);
   EXPECT_EQ(count(text, "^ here: two-1.0: neither signed"), 1U);
 }
@@ -226,7 +226,7 @@ TEST_F(DumpFile, InstallationStopsAtAPartOutOfTurn) {
 }
 
 TEST_F(DumpFile, UnusedBytesThatAreNotZeroAreNamed) {
-  std::string header = packageHeader("one", k1_0, 0);
+  std::string header = packageHeader("one", kOne, 0);
   header.back() = '\1';
   EXPECT_THAT(dump(PackBuilder().part(kPartPackage, header).sign().finish()),
               HasSubstr("unused        should be zero; not read\n"));

@@ -11,15 +11,6 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
-PackageDep dep(const std::string& name, std::int32_t weight = 0) {
-  PackageDep entry;
-  entry.name = name;
-  entry.weight = weight;
-  return entry;
-}
-
 class ExtractCommand : public TpkProgram {
  protected:
   ExtractCommand() { writeFile(path("outside"), "outside"); }
@@ -53,7 +44,7 @@ TEST_F(ExtractCommand, WritesADescriptionAndItsFiles) {
       .part(kPartArchitecture, "mipsel")
       .part(kPartDescription, "two\nlines")
       .list(kPartRequires, {dep("system")})
-      .list(kPartProvides, {dep("api", -3)})
+      .list(kPartProvides, {dep("api", 0, 0, -3)})
       .part(kPartOnInstall, "in\n")
       .archive(ArchiveBuilder()
                    .time(1000)

@@ -13,23 +13,13 @@ namespace {
 using ::testing::HasSubstr;
 using Json = nlohmann::json;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
-PackageDep dep(const std::string& name, std::uint32_t low, std::int32_t weight = 0) {
-  PackageDep entry;
-  entry.name = name;
-  entry.minVersion = low;
-  entry.weight = weight;
-  return entry;
-}
-
 PackBuilder everything() {
   PackBuilder builder;
   builder.header("one", kVersion, 1700000000)
       .part(kPartArchitecture, "mipsel")
       .part(kPartDescription, "first line\nsecond\x1B[2J")
       .list(kPartRequires, {dep("system", kVersion), dep("shell", 0)})
-      .list(kPartProvides, {dep("api", 0, -3)})
+      .list(kPartProvides, {dep("api", 0, 0, -3)})
       .list(kPartConflicts, {dep("old", 0)})
       .image()
       .part(kPartOnInstall, "echo in\n")

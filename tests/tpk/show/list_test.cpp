@@ -11,9 +11,7 @@ namespace {
 using ::testing::HasSubstr;
 using Json = nlohmann::json;
 
-constexpr std::uint32_t kVersion = 0x03166600;
-
-ArchiveBuilder everything() {
+ArchiveBuilder everyKind() {
   return ArchiveBuilder()
       .owner(7, 65535)
       .time(1700000000)
@@ -29,7 +27,7 @@ using ListCommand = TpkProgram;
 
 TEST_F(ListCommand, ListsAsTarDoes) {
   const ProcessResult result =
-      run({"list", "-"}, PackBuilder().header("one", kVersion).archive(everything()).finish());
+      run({"list", "-"}, PackBuilder().header("one", kVersion).archive(everyKind()).finish());
   EXPECT_TRUE(result.exited(0)) << result;
   EXPECT_EQ(result.out,
             R"(drwxr-xr-x 7/65535            0 2023-11-14 22:13:20 bin
@@ -61,9 +59,8 @@ three-3.22:
 }
 
 TEST_F(ListCommand, JsonSaysTheSame) {
-  const ProcessResult result =
-      run({"list", "--json", "-"},
-          PackBuilder().header("one", kVersion).archive(everything()).finish());
+  const ProcessResult result = run(
+      {"list", "--json", "-"}, PackBuilder().header("one", kVersion).archive(everyKind()).finish());
   EXPECT_TRUE(result.exited(0)) << result;
   const Json packages = Json::parse(result.out);
   ASSERT_EQ(packages.size(), 1U);
