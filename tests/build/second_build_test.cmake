@@ -1,5 +1,6 @@
 # Builds the program alone with product data of its own, then changes the data in place and builds
-# again: each program must carry the key of its data and no other.
+# again: each program must carry the key of its data and no other. Nothing is optimized: that takes
+# time, and changes no data.
 cmake_minimum_required(VERSION 3.25)
 
 set(vectors tests/data/vectors)
@@ -20,7 +21,8 @@ endfunction()
 macro(configure folder)
   run("${CMAKE_COMMAND}" -S "${PROJECT}" -B "${build}" -G "${GENERATOR}"
     "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}"
-    "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}" -DINSTALLER_BUILD_TESTS=OFF -DINSTALLER_BUILD_TOOLS=OFF
+    -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG= -DINSTALLER_BUILD_TESTS=OFF
+    -DINSTALLER_BUILD_TOOLS=OFF
     "-DPRODUCT_DATA_DIR=${folder}")
 endmacro()
 
