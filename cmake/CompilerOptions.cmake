@@ -18,9 +18,13 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 if(INSTALLER_SANITIZE)
   # vptr needs the RTTI that the program does without.
   set(sanitizers -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all)
-  # Of debug information a report needs the lines.
+  # Of debug information a report needs the lines; of a test the name of the function will do.
   target_compile_options(project_options INTERFACE ${sanitizers} -fno-omit-frame-pointer -g1)
   target_link_options(project_options INTERFACE ${sanitizers})
+  # Tests start executables by the thousand, and what can be loaded anywhere has to be relocated
+  # first, in every table of the sanitizers.
+  target_link_options(project_options INTERFACE
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
   # The compilers do not agree on a name of their own for it.
   target_compile_definitions(project_options INTERFACE INSTALLER_SANITIZED)
   # Compiled in, because the whole-program tests run with an environment of their own.
@@ -60,11 +64,11 @@ if(INSTALLER_COVERAGE)
 endif()
 
 # For what does not run on the router, which is most of what is compiled. A compiler cache cannot
-# look into precompiled headers, and one compiler of two has to see that every file includes what it
-# needs.
-set(PRECOMPILE_HOST_HEADERS OFF)
-if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(PRECOMPILE_HOST_HEADERS ON)
+# look into precompiled headers. That a file does not include what it needs is seen without them
+# only: scripts/tidy takes the commands of a build that is not quick.
+set(PRECOMPILE_HOST_HEADERS ${INSTALLER_QUICK_BUILD})
+if(CMAKE_CXX_COMPILER_LAUNCHER)
+  set(PRECOMPILE_HOST_HEADERS OFF)
 endif()
 
 function(add_program name product)

@@ -14,7 +14,7 @@
 
 namespace {
 
-struct Arguments {
+struct LintArguments {
   std::string product;
   std::vector<std::string> files;
   std::optional<std::uint64_t> flash;  // bytes
@@ -23,7 +23,7 @@ struct Arguments {
   bool rules = false;  // print the table of all checks, and look at no file
 };
 
-ExitStatus lint(const Arguments& arguments) {
+ExitStatus lint(const LintArguments& arguments) {
   const ProductChoice product(arguments.product);
   if (arguments.rules) {
     printOutput(lintRuleTable());
@@ -42,7 +42,7 @@ ExitStatus lint(const Arguments& arguments) {
 }  // namespace
 
 void addLint(CLI::App& app, Action& action) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<LintArguments>();
   CLI::App* const command =
       app.add_subcommand("lint", "say what will not work, or will hurt, on a router");
   addProductOption(*command, arguments->product);

@@ -9,12 +9,12 @@
 
 namespace {
 
-struct Arguments {
+struct VerifyArguments {
   std::string product;
   VerifyOptions verify;
 };
 
-ExitStatus verify(const Arguments& arguments) {
+ExitStatus verify(const VerifyArguments& arguments) {
   const ProductChoice product(arguments.product);
   return showVerdicts(arguments.verify);
 }
@@ -22,7 +22,7 @@ ExitStatus verify(const Arguments& arguments) {
 }  // namespace
 
 void addVerify(CLI::App& app, Action& action) {
-  const auto arguments = std::make_shared<Arguments>();
+  const auto arguments = std::make_shared<VerifyArguments>();
   VerifyOptions& options = arguments->verify;
   CLI::App* const command =
       app.add_subcommand("verify", "say what the installer says of packages, and why");
