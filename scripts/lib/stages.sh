@@ -1,5 +1,6 @@
 # Stages of a check: every one runs, also behind one that failed. Sourced behind common.sh; what a
 # stage said is kept in build/logs/.
+. scripts/lib/progress.sh
 
 logs=build/logs
 if ! mkdir -p "$logs" || [ ! -w "$logs" ]; then
@@ -11,12 +12,15 @@ passed=()
 failed=()
 skipped=()
 
+# usual <stage>: the seconds that it takes on two processors, from a fresh clone.
+usual() { awk -v stage="$1" '$1 == stage { print $2 }' scripts/lib/usual-times; }
+
 # stage <name> <command>...: runs it with its output in the log.
 stage() {
   local name=$1 log="$logs/$1.log" start=$SECONDS
   shift
   echo "== $name"
-  if "$@" >"$log" 2>&1 </dev/null; then
+  if live "$name" "$(usual "$name")" "$log" "$@"; then
     passed+=("$name")
     echo "   passed, $((SECONDS - start)) s"
   else
@@ -34,11 +38,12 @@ skip() {
   echo "   SKIPPED: $2"
 }
 
-# The tests of a preset: ctest's closing lines, how many tests its processes ran, and why tests were
-# skipped.
+# run_tests <preset> [<option of ctest>...]: ctest's closing lines, how many tests its processes ran,
+# and why tests were skipped.
 run_tests() {
   local preset=$1 log="$logs/$1-tests.log" said="build/$1/Testing/Temporary/LastTest.log" reasons count
-  stage "$preset-tests" ctest --preset "$preset"
+  shift
+  stage "$preset-tests" ctest --preset "$preset" "$@"
   sed -n '/tests passed, .* tests failed out of/,$p' "$log" | sed 's/^/   /'
   awk '/^\[=+\] [0-9]+ tests? from .* ran\./ { count += $2 }
     END { print "   GoogleTest: " count + 0 " tests ran" }' "$said"
