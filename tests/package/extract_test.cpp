@@ -4,10 +4,10 @@
 #include "tests/support/systemcalls.h"
 
 #include <cerrno>
-#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -172,13 +172,14 @@ TEST_F(Extract, LongestNameIsRefusedQuickly) {
   std::string name;
   while (name.size() < 65534) name += "a/";
   name += 'b';
-  const auto start = std::chrono::steady_clock::now();
+  // Its own time: where no RAM disk can be mounted the folders are made on one that others use.
+  const std::clock_t start = std::clock();
   struct rusage before, after;
   getrusage(RUSAGE_SELF, &before);
   EXPECT_FALSE(extract(archive_.regular(name, "data")));
   getrusage(RUSAGE_SELF, &after);
   EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 8192);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
   EXPECT_EQ(messages().substr(0, 60), notCreated(name, ENAMETOOLONG).substr(0, 60));
   EXPECT_EQ(listed(), "");
   // Too deep to be removed from outside.

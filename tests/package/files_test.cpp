@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <climits>
+#include <ctime>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -113,13 +114,14 @@ TEST_F(MakeDirs, FollowsLinksToFolders) {
 TEST_F(MakeDirs, TensOfThousandsOfFoldersAreRefusedQuickly) {
   std::string path = "/d";
   while (path.size() < 65000) path += "/e";
-  const auto start = std::chrono::steady_clock::now();
+  // Its own time: where no RAM disk can be mounted the folders are made on one that others use.
+  const std::clock_t start = std::clock();
   struct rusage before, after;
   getrusage(RUSAGE_SELF, &before);
   EXPECT_FALSE(makeDirs(path, true));
   getrusage(RUSAGE_SELF, &after);
   EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 4096);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+  EXPECT_LT(std::clock() - start, 3 * CLOCKS_PER_SEC);
   // Too deep to be removed from outside.
   ASSERT_EQ(chdir("/d"), 0);
   while (chdir("e") == 0) {

@@ -1,4 +1,5 @@
 // The program itself: exit status and output of every command.
+#include "tests/support/privilege.h"
 #include "tests/tpk/program.h"
 
 #include <cstdlib>
@@ -186,6 +187,7 @@ std::string onTerminal(const std::string& file, const char* noColour) {
 }
 
 TEST_F(TpkProgram, DumpIsColouredOnATerminalOnly) {
+  NEEDS_TERMINALS();
   writeFile(path("p.tpk"), "no package");
   EXPECT_THAT(run({"dump", "p.tpk"}).out, Not(HasSubstr("\033")));
   EXPECT_THAT(onTerminal(path("p.tpk"), nullptr), HasSubstr("\033[31m^ here: wrong magic"));

@@ -3,6 +3,7 @@
 #include "tests/support/privilege.h"
 
 #include <cerrno>
+#include <cstdint>
 
 #include <grp.h>
 #include <linux/capability.h>
@@ -27,9 +28,9 @@ class Filter {
 
   void refuseCall(int call) { add(call, EPERM); }
   void refuseNamespaces() {
-    const scmp_arg_cmp asked = SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_NEWUSER, CLONE_NEWUSER);
+    const scmp_arg_cmp asked = {0, SCMP_CMP_MASKED_EQ, CLONE_NEWUSER, CLONE_NEWUSER};
     for (const int call : {SCMP_SYS(clone), SCMP_SYS(unshare)})
-      good_ = good_ && seccomp_rule_add(rules_, SCMP_ACT_ERRNO(EPERM), call, 1, asked) == 0;
+      good_ = good_ && seccomp_rule_add_array(rules_, SCMP_ACT_ERRNO(EPERM), call, 1, &asked) == 0;
     // Its flags are out of a filter's reach; whoever calls it falls back to clone().
     add(SCMP_SYS(clone3), ENOSYS);
   }
