@@ -3,17 +3,21 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 struct Command {
   std::vector<std::string> words;        // the program's path and its arguments
   std::vector<std::string> environment;  // the whole of it, "NAME=value"
   std::string input;                     // comes through a pipe
-  std::function<bool()> prepare;         // in the child before the program starts
+  std::string folder = {};               // where it starts; empty: where the test is
+  std::optional<mode_t> mask = {};       // its umask, when it is not the test's
+  std::function<bool()> prepare = {};    // in the child before the program starts: a dearer start
 };
 
 struct ProcessResult {

@@ -249,8 +249,9 @@ Command Router::command(const Arguments& words, const std::string& input) const 
     makeFolders(path(kCounters));
     result.environment.push_back(kCountersPrefix);
   }
+  result.mask = mask_;
+  if (counters.empty() && !proc_ && ownFileSystems_.empty()) return result;
   result.prepare = [this, counters] {
-    ::umask(mask_);
     return mountAll(counters) && (counters.empty() || chdir(root().c_str()) == 0);
   };
   return result;
@@ -258,7 +259,6 @@ Command Router::command(const Arguments& words, const std::string& input) const 
 
 // In the child.
 bool Router::mountAll(const std::string& counters) const {
-  if (counters.empty() && !proc_ && ownFileSystems_.empty()) return true;
   if (!ownMounts()) return false;
   if (!counters.empty() && !bindMount(counters, path(kCounters))) return false;
   if (proc_ && !bindMount("/proc", path("/proc"), MS_REC)) return false;
@@ -308,7 +308,9 @@ ProcessResult Router::runInside(const Arguments& arguments, const std::string& i
   words.insert(words.end(), arguments.begin(), arguments.end());
   Command inside = command(words, input);
   const auto prepare = inside.prepare;
-  inside.prepare = [this, prepare] { return prepare() && chroot(root().c_str()) == 0; };
+  inside.prepare = [this, prepare] {
+    return (!prepare || prepare()) && chroot(root().c_str()) == 0;
+  };
   ProcessResult result = finish(inside);
   result.err = withoutStartOfSanitizers(result.err);
   return result;

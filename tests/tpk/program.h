@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 class TpkProgram : public ::testing::Test {
  protected:
@@ -21,8 +20,7 @@ class TpkProgram : public ::testing::Test {
     command.words = {TPK_PROGRAM};
     command.words.insert(command.words.end(), arguments.begin(), arguments.end());
     command.input = input;
-    const std::string folder = temp_.path();
-    command.prepare = [folder] { return chdir(folder.c_str()) == 0; };
+    command.folder = temp_.path();
     return Process(command).wait(std::chrono::seconds(15));
   }
 

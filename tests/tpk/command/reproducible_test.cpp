@@ -64,7 +64,7 @@ class Reproducible : public TpkProgram {
     command.words = {TPK_PROGRAM, "build", path(manifest), "-o", out};
     if (withKey) command.words.insert(command.words.end(), {"--key", PRODUCT_DATA_DIR});
     command.environment = environment;
-    command.prepare = [from] { return chdir(from.c_str()) == 0; };
+    command.folder = from;
     const ProcessResult result = Process(command).wait(std::chrono::seconds(15));
     EXPECT_TRUE(result.exited(0)) << result;
     const std::string bytes = readFile(out);

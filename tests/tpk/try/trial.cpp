@@ -49,10 +49,8 @@ ProcessResult Trial::tpk(const Words& words, const std::function<bool()>& prepar
   command.words = {TPK_PROGRAM, "try"};
   command.words.insert(command.words.end(), words.begin(), words.end());
   command.environment = {"PATH=/usr/bin:/bin", "TMPDIR=" + temp.path()};
-  const std::string folder = temp.path();
-  command.prepare = [folder, prepare] {
-    return chdir(folder.c_str()) == 0 && (!prepare || prepare());
-  };
+  command.folder = temp.path();
+  command.prepare = prepare;
   return Process(command).wait(std::chrono::seconds(15));
 }
 
