@@ -1,11 +1,11 @@
 // tpk build as people and scripts call it: where the package goes, what is said, what stays behind.
 #include "tests/support/privilege.h"
+#include "tests/support/terminal.h"
 #include "tests/tpk/program.h"
 
 #include <cstdlib>
 #include <thread>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -90,24 +90,16 @@ TEST_F(BuildCommand, ShowsNoBarToPipes) {
 TEST_F(BuildCommand, ShowsABarOnATerminal) {
   NEEDS_TERMINALS();
   writeFile(path("hello/root/big"), std::string(1 << 20, 'x'));
-  const int screen = posix_openpt(O_RDWR | O_NOCTTY);
-  ASSERT_GE(screen, 0);
-  ASSERT_EQ(grantpt(screen), 0);
-  ASSERT_EQ(unlockpt(screen), 0);
-  const int terminal = ::open(ptsname(screen), O_RDWR | O_NOCTTY);
+  const Terminal terminal;
   Command command;
   command.words = {TPK_PROGRAM, "build", path("hello"), "-o", path("out.tpk")};
-  command.prepare = [terminal] { return dup2(terminal, STDERR_FILENO) >= 0; };
+  command.prepare = [&] { return dup2(terminal.descriptor(), STDERR_FILENO) >= 0; };
   const ProcessResult result = Process(command).wait(std::chrono::seconds(15));
   EXPECT_TRUE(result.exited(0)) << result;
-  char seen[65536];
-  const ssize_t got = ::read(screen, seen, sizeof seen);
-  ASSERT_GT(got, 0);
-  const std::string text(seen, static_cast<std::size_t>(got));
+  const std::string text = terminal.read();
+  ASSERT_GT(text.size(), 4U);
   EXPECT_THAT(text, StartsWith("\r\033[Kpacking ["));
   EXPECT_EQ(text.substr(text.size() - 4), "\r\033[K");
-  close(terminal);
-  close(screen);
 }
 
 TEST_F(BuildCommand, UnreadableFileLeavesNothingBehind) {
