@@ -91,8 +91,8 @@ using SetCheck = LintCheck<LintSet>;
 const std::vector<FileCheck>& fileChecks();          // of the file as a whole (lintcontainer.cpp)
 const std::vector<PackageCheck>& containerChecks();  // parts, signatures, bundles
 const std::vector<PackageCheck>& headerChecks();     // what a package says of itself
-const std::vector<PackageCheck>& archiveChecks();    // the entries of its archive
-const std::vector<PackageCheck>& pathChecks();       // where they go
+const std::vector<PackageCheck>& archiveChecks();    // entries by themselves: kind, size, litter
+const std::vector<PackageCheck>& pathChecks();       // their names, and what they do to each other
 const std::vector<PackageCheck>& scriptChecks();
 const std::vector<SetCheck>& setChecks();  // of packages beside each other
 
