@@ -24,8 +24,9 @@ bool cameToItsEnd(const ipackstream& in) {
 }
 
 // The image holds the package as it arrived, also what there was no need to look at. The length in
-// the file header is under no signature: a single package that stands installed came whole,
-// whatever is announced. How many members a bundle has, only that length tells.
+// the file header is under no signature: a single package that was installed came whole, whatever
+// is announced, and one that stood there already is what its header says. How many members a bundle
+// has, only that length tells.
 void completeImage(ipackstream& in, bool bundle, std::streambuf& image) {
   while (in.next() != kNoPart) continue;
   if (!bundle || cameToItsEnd(in)) image.pubsync();

@@ -6,6 +6,7 @@
 #include "tools/tpk/host/printable.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 
@@ -21,6 +22,9 @@ void fillStandardStreams() {
   while (opened >= 0 && opened <= STDERR_FILENO) opened = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (opened >= 0) ::close(opened);
 }
+
+// Whoever started this may have ignored the end of children: none could be waited for.
+void watchChildren() { std::signal(SIGCHLD, SIG_DFL); }
 
 // Commands print as they go; what could not be printed shows here at the latest.
 void finishStandardOutput() {
@@ -39,6 +43,7 @@ int report(const std::exception& failure, ExitStatus status) {
 int main(int argc, char** argv) {
   try {
     fillStandardStreams();
+    watchChildren();
     const int status = runCommandLine(argc, argv);
     finishStandardOutput();
     return status;

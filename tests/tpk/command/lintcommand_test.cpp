@@ -2,6 +2,8 @@
 #include "tests/support/process.h"
 #include "tests/tpk/lint/lintfixture.h"
 
+#include <csignal>
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -28,6 +30,17 @@ TEST_F(LintCommand, NothingIsSaidOfGoodPackages) {
   const ProcessResult result = run({"lint", good()});
   EXPECT_TRUE(result.exited(0)) << result;
   EXPECT_EQ(result.out + result.err, "");
+}
+
+// Whoever starts it may have done so for the sake of its own children.
+TEST_F(LintCommand, ScriptsAreLookedAtWhereTheEndOfChildrenIsIgnored) {
+  Command command;
+  command.words = {TPK_PROGRAM, "lint", put("bad.tpk", begin().part(kPartOnInstall, "(").sign())};
+  command.environment = {"PATH=/usr/bin:/bin"};
+  command.prepare = [] { return std::signal(SIGCHLD, SIG_IGN) != SIG_ERR; };
+  const ProcessResult result = Process(command).wait(std::chrono::seconds(15));
+  EXPECT_TRUE(result.exited(1)) << result;
+  EXPECT_THAT(result.out, HasSubstr("oninstall: line 2: syntax error: unexpected end of file"));
 }
 
 TEST_F(LintCommand, ErrorsAreStatusOne) {

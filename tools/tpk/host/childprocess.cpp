@@ -31,12 +31,15 @@ Pipe::Pipe() {
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept : id_(other.id_) { other.id_ = 0; }
 
 ChildProcess::~ChildProcess() {
-  if (id_ > 0) end();
+  if (id_ <= 0) return;
+  ::kill(id_, SIGKILL);
+  while (::waitpid(id_, nullptr, 0) < 0 && errno == EINTR) continue;
 }
 
 int ChildProcess::wait() {
   int status = 0;
-  while (::waitpid(id_, &status, 0) < 0 && errno == EINTR) continue;
+  while (::waitpid(id_, &status, 0) < 0)
+    if (errno != EINTR) failWithErrno("a child process", "cannot be waited for");
   id_ = 0;
   return status;
 }

@@ -24,9 +24,9 @@ class ChildProcess {
   ChildProcess(ChildProcess&& other) noexcept;
   ChildProcess& operator=(ChildProcess&&) = delete;
 
-  // Until it has ended; its wait status.
+  // Once, until it has ended; its wait status. Throws EnvironmentFailure.
   int wait();
-  // Ends it.
+  // The same, but ends it.
   int end();
 
  private:

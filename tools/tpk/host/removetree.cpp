@@ -2,10 +2,18 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
 namespace {
+
+// A folder that its owner may not enter can still be opened up by the owner. When that fails, so
+// will what comes next, if it matters at all.
+void openUp(const fs::path& folder) {
+  std::error_code ignored;
+  fs::permissions(folder, fs::perms::owner_all, ignored);
+}
 
 bool isFolder(const fs::path& path) { return fs::is_directory(fs::symlink_status(path)); }
 
@@ -37,15 +45,14 @@ void Removal::empty() {
   }
 }
 
-// A folder that its owner may not enter can still be opened up by the owner.
 void Removal::empty(const fs::path& folder) {
-  fs::permissions(folder, fs::perms::owner_all);
+  openUp(folder);
   for (const fs::directory_entry& entry : fs::directory_iterator(folder))
     isFolder(entry) ? moveUp(entry) : static_cast<void>(fs::remove(entry));
 }
 
 void Removal::moveUp(const fs::path& folder) {
-  fs::permissions(folder, fs::perms::owner_all);
+  openUp(folder);
   fs::path free;
   do {
     free = top_ / (".moved" + std::to_string(++moved_));
@@ -58,7 +65,7 @@ void Removal::moveUp(const fs::path& folder) {
 bool removeHostTree(const std::string& path) {
   try {
     if (isFolder(path)) {
-      fs::permissions(path, fs::perms::owner_all);
+      openUp(path);
       Removal(path).empty();
     }
     fs::remove(path);

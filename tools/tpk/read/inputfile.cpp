@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -43,10 +44,6 @@ struct stat statusOf(int descriptor, const std::string& name) {
 
 }  // namespace
 
-InputFile::Descriptor::~Descriptor() {
-  if (number >= 0) ::close(number);
-}
-
 InputFile::InputFile(const std::string& path) : name_(path == "-" ? "standard input" : path) {
   if (path == "-") {
     copy(STDIN_FILENO);
@@ -67,19 +64,18 @@ InputFile::~InputFile() = default;
 
 void InputFile::openAt(const std::string& place) {
   place_ = place;
-  descriptor_.number = ::open(place.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor_.number < 0) failWithErrno(name_, "cannot be opened");
+  descriptor_.reset(::open(place.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!descriptor_) failWithErrno(name_, "cannot be opened");
 }
 
 void InputFile::takeWhatCannotBeReopened() {
-  const mode_t mode = statusOf(descriptor_.number, name_).st_mode;
+  const mode_t mode = statusOf(descriptor_.get(), name_).st_mode;
   if (S_ISREG(mode) && canReopenFiles()) return;
   if (S_ISDIR(mode)) throw EnvironmentFailure(name_ + ": is a folder, not a package file");
   if (!S_ISREG(mode) && !S_ISFIFO(mode) && !S_ISSOCK(mode))
     throw EnvironmentFailure(name_ + ": is not a file");
-  const Descriptor given(descriptor_.number);
-  descriptor_.number = -1;
-  copy(given.number);
+  const OwnedDescriptor given(std::move(descriptor_));
+  copy(given.get());
 }
 
 void InputFile::copy(int from) {
@@ -89,11 +85,11 @@ void InputFile::copy(int from) {
 }
 
 void InputFile::takeSize() {
-  size_ = static_cast<std::uint64_t>(statusOf(descriptor_.number, name_).st_size);
+  size_ = static_cast<std::uint64_t>(statusOf(descriptor_.get(), name_).st_size);
 }
 
 // A second open() of a descriptor has a position of its own, which dup() has not.
-std::string InputFile::path() const { return pathOfOpenFile(descriptor_.number, place_); }
+std::string InputFile::path() const { return pathOfOpenFile(descriptor_.get(), place_); }
 
 std::unique_ptr<std::istream> InputFile::open() const {
   auto stream = std::make_unique<ifilestream>(path());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "stream/ifilestream.h"
+#include "tools/tpk/host/descriptor.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,16 +32,6 @@ class InputFile {
   std::string path() const;
 
  private:
-  struct Descriptor {
-    Descriptor() = default;
-    explicit Descriptor(int opened) : number(opened) {}
-    ~Descriptor();
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number = -1;
-  };
-
   void openAt(const std::string& place);
   void takeWhatCannotBeReopened();
   void copy(int from);
@@ -49,6 +40,6 @@ class InputFile {
   std::string name_;
   std::string place_;  // where it was opened
   std::unique_ptr<TemporaryFile> temporary_;
-  Descriptor descriptor_;
+  OwnedDescriptor descriptor_;
   std::uint64_t size_ = 0;
 };

@@ -42,9 +42,11 @@ class RootFiles {
 
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  std::error_code none;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
-    const std::string name = entry.path().filename();
+  // A folder that cannot be read, or not to its end, has what was found.
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename();
     if (name[0] != '.') names.push_back(name);
   }
   return names;
