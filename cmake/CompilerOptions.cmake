@@ -71,6 +71,10 @@ if(CMAKE_CXX_COMPILER_LAUNCHER)
   set(PRECOMPILE_HOST_HEADERS OFF)
 endif()
 
+# For the same. gcc spends a fifth of the time of a large file on looking for memory to use again, if
+# it is not told that there is enough.
+set(HOST_COMPILE_OPTIONS $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=400000>)
+
 function(add_program name product)
   add_executable(${name} "${CMAKE_SOURCE_DIR}/main/main.cpp")
   target_link_libraries(${name} PRIVATE installer_lib program_options ${product})
